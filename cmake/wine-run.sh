@@ -1,0 +1,65 @@
+#!/usr/bin/env bash
+# Runs a Windows program under Wine in the build tree's own prefix.
+# Usage: wine-run.sh path/to/program.exe [args...]
+# The prefix lives at <build>/wineprefix (<build> is the folder above bin/),
+# or at $TAV_WINEPREFIX when set. The first call creates it; one persistent
+# wineserver is kept up so later programs start in a fraction of a second.
+# TAV_NO_PACK=1 runs in a second prefix (<build>/wineprefix-builtin) where the
+# platform pack is never registered, so Wine's own classes answer.
+set -euo pipefail
+
+program=$1; shift
+bin_dir=$(cd "$(dirname "$program")" && pwd)
+build_dir=${TAV_BUILD_DIR:-$(dirname "$bin_dir")}
+if [ "${TAV_NO_PACK:-0}" = 1 ]; then
+  prefix=${TAV_WINEPREFIX:-$build_dir/wineprefix-builtin}
+else
+  prefix=${TAV_WINEPREFIX:-$build_dir/wineprefix}
+fi
+export WINEPREFIX=$prefix
+export WINEDEBUG=${WINEDEBUG:--all}
+export WINEARCH=win64
+# No Mono or Gecko prompts while the prefix is created.
+export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=}
+
+wine=/usr/lib/wine/wine64
+
+# A wineserver of this prefix is up when one carries our WINEPREFIX.
+server_running() {
+  local pid
+  for pid in $(pgrep wineserver || true); do
+    tr '\0' '\n' </proc/"$pid"/environ 2>/dev/null | grep -qx "WINEPREFIX=$prefix" && return 0
+  done
+  return 1
+}
+
+# Whatever Wine starts in the background (the server, services.exe) must not
+# hold the caller's output pipe or our lock open, or CTest waits for it.
+quiet() { "$@" </dev/null >/dev/null 2>&1 9>&-; }
+
+mkdir -p "$(dirname "$prefix")"
+(
+  flock 9
+  if [ ! -f "$prefix/.tav-ready" ]; then
+    mkdir -p "$prefix"
+    quiet wineboot -i || true
+    quiet wineserver -w || true
+    touch "$prefix/.tav-ready"
+  fi
+  if ! server_running; then
+    # One persistent server for the run (it exits 60 s after the last
+    # program), and the prefix's services started with no pipe attached.
+    quiet wineserver -p60 || true
+    quiet "$wine" wineboot || true
+  fi
+  # Register the platform pack when it was built or changed since.
+  pack=$bin_dir/TavPlatformPack.dll
+  register=$(dirname "$0")/../wine/register-pack.sh
+  if [ "${TAV_NO_PACK:-0}" != 1 ] && [ -f "$pack" ] && [ -f "$register" ] &&
+     { [ "$pack" -nt "$prefix/.tav-pack" ] || [ "$register" -nt "$prefix/.tav-pack" ]; }; then
+    quiet bash "$register" "$pack"
+    touch "$prefix/.tav-pack"
+  fi
+) 9>"$prefix.lock"
+
+exec "$wine" "$program" "$@"
