@@ -7,11 +7,14 @@ add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM
 include(GoogleTest)
 
 # tav_add_gtest(<name> SOURCES <files...> [LIBS <libs...>] [LABELS <labels...>]
-#               [ENVIRONMENT <VAR=value...>] [TIMEOUT <seconds>] [NO_MAIN])
+#               [ENVIRONMENT <VAR=value...>] [TIMEOUT <seconds>]
+#               [RESOURCE_LOCK <names...>] [RUN_SERIAL] [NO_MAIN])
+# RESOURCE_LOCK keeps tests that share a resource (the named main mutex, a
+# file) from running at the same time; RUN_SERIAL runs each case alone.
 # Builds a test program and registers each of its cases as its own CTest test,
 # discovered when ctest runs (so building needs no Wine).
 function(tav_add_gtest name)
-  cmake_parse_arguments(T "NO_MAIN" "TIMEOUT" "SOURCES;LIBS;LABELS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(T "NO_MAIN;RUN_SERIAL" "TIMEOUT" "SOURCES;LIBS;LABELS;ENVIRONMENT;RESOURCE_LOCK" ${ARGN})
   add_executable(${name} ${T_SOURCES})
   if(T_NO_MAIN)
     target_link_libraries(${name} PRIVATE GTest::gtest GTest::gmock ${T_LIBS})
@@ -24,6 +27,12 @@ function(tav_add_gtest name)
   set(props TIMEOUT ${T_TIMEOUT})
   if(T_LABELS)
     list(APPEND props LABELS "${T_LABELS}")
+  endif()
+  if(T_RESOURCE_LOCK)
+    list(APPEND props RESOURCE_LOCK "${T_RESOURCE_LOCK}")
+  endif()
+  if(T_RUN_SERIAL)
+    list(APPEND props RUN_SERIAL TRUE)
   endif()
   if(T_ENVIRONMENT)
     list(APPEND props ENVIRONMENT "${T_ENVIRONMENT}")
