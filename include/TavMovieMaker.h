@@ -8,15 +8,19 @@
 #define TAVMOVIEMAKER_H
 
 #include <windows.h>
+#ifndef __cplusplus
+#include <stdbool.h>
+#endif
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-#ifdef TAVMOVIEMAKER_EXPORTS
-#define TAVMM_API __declspec(dllexport)
-#else
-#define TAVMM_API __declspec(dllimport)
+/* The DLL's .def file names every export, so nothing needs dllexport, and a
+ * host links either way (define TAVMM_API as __declspec(dllimport) to call
+ * through the import table directly). */
+#ifndef TAVMM_API
+#define TAVMM_API
 #endif
 
 /* ---- Diagnostic log: registration side ------------------------------------
@@ -60,6 +64,142 @@ TAVMM_API unsigned long long TavLogModuleKey(void);
  * message is taken literally). S_FALSE when nothing listens, else S_OK. */
 TAVMM_API HRESULT TavLogWrite(int engineId, unsigned int severity, int code, const char* function,
                               const wchar_t* message);
+
+/* ---- Movie recording ------------------------------------------------------
+ * A writer ID (an int) names one writer: its frame size, frame rate, output
+ * file, compressors and recording graph. Every function below that takes an ID
+ * works on the writer loaded last, so:
+ *
+ *  - Call the set-up, compressor and record-control functions (Init*, Release,
+ *    Get/Set*Compressor(s), SetAudioStream, Start/StopMovieRecord) from one
+ *    control thread, never overlapping a call that names another writer.
+ *  - Call the hand-over functions (AddMovieFrame*, AddAudioSample*,
+ *    AddBreakFrame) from your acquisition thread(s). They are serialised by one
+ *    kernel mutex named "AviWrt_MainMutex", which every writer in every process
+ *    that loads this DLL shares.
+ *
+ * Call order for one movie:
+ *   InitEx (or Init/Init2) -> [GetCompressors, SetCompressor]
+ *   -> [SetAudioStream, GetAudioCompressors, SetAudioCompressor]
+ *   -> StartMovieRecord -> AddMovieFrame2 / AddAudioSample2 ... -> StopMovieRecord
+ *   -> (StartMovieRecord again for the next movie, or) Release.
+ *
+ * Results: S_OK (0); E_FAIL (0x80004005) for a bad argument or a refused
+ * state, always with an ERROR line in the log; TAVMM_E_TIMEOUT (-1234,
+ * 0xFFFFFB2E) when a hand-over waited 10 s in vain; any other negative value is
+ * the failing platform call's HRESULT, passed on unchanged. No C++ exception
+ * ever leaves these functions.
+ */
+
+/* A hand-over waited 10 s for the streaming thread and no stream error was
+ * stored. The calling thread still owns the "AviWrt_MainMutex" mutex then:
+ * further hand-overs from the same thread go on, any other thread blocks. */
+#define TAVMM_E_TIMEOUT ((HRESULT)-1234)
+
+/* Pixel-format codes, passed by pointer as InitEx's pFrameData. */
+#define TAVMM_PIXEL_RGB24 0u /* 3 bytes per pixel, B G R */
+#define TAVMM_PIXEL_RGB32 1u /* 4 bytes per pixel, B G R x */
+#define TAVMM_PIXEL_GREY8 2u /* 1 byte per pixel, grey palette */
+#define TAVMM_PIXEL_YUY2 3u  /* 2 bytes per pixel, Y0 U Y1 V */
+
+/* Sets up a writer. *pID is in and out: pass 0 (or an ID this DLL never gave
+ * you) for a new writer, or an existing ID to set that writer up again; on
+ * S_OK it holds the ID for every later call. width and height must not be 0
+ * (a negative height records rows top-down: the first row of your buffer is the
+ * top of the picture; a positive height takes the first row as the bottom).
+ * fps must be neither 0 nor NaN. pFrameData is NULL (24-bit RGB) or points to a
+ * pixel-format code (TAVMM_PIXEL_*). Frame rows are padded to 4 bytes.
+ * Re-creates the writer's hand-over events and the main mutex: never call it
+ * while a hand-over may run. E_FAIL after "Create Movie error, bad width",
+ * "... bad height" or "... bad fps". */
+TAVMM_API HRESULT TavMovieMakerInitEx(int width, int height, double fps, void* pFrameData, int* pID);
+/* InitEx with pFrameData NULL (24-bit RGB). */
+TAVMM_API HRESULT TavMovieMakerInit2(int width, int height, double fps, int* pID);
+/* Init2 with a whole frame rate; also initialises COM on the calling thread. */
+TAVMM_API HRESULT TavMovieMakerInit(int width, int height, int fps, int* pID);
+/* Ends a writer: closes the hand-over events and the mutex and forgets the ID.
+ * It does not stop a recording: call StopMovieRecord first. After the last ID
+ * is released, the next Init starts afresh. */
+TAVMM_API void TavMovieMakerRelease(int id);
+
+/* Marks the writer to record into fileName (up to 259 characters; an existing
+ * file is overwritten). The graph is built and run by the next frame or audio
+ * block handed in, so the movie's first frame may take a moment longer. The
+ * compressor choice is frozen until StopMovieRecord. E_FAIL for ID 0. */
+TAVMM_API HRESULT TavMovieMakerStartMovieRecord(int id, const wchar_t* fileName);
+/* Ends the stream, stops the graph (which completes the AVI file) and empties
+ * it. Waits without time-out for a running hand-over to finish. Returns the
+ * graph's Stop result. E_FAIL for ID 0. */
+TAVMM_API HRESULT TavMovieMakerStopMovieRecord(int id);
+/* Adds a stereo 48 kHz PCM audio stream (the movie's stream 0, video becomes
+ * stream 1). bitsPerSample 16 selects 16-bit samples, any other value 24-bit.
+ * Hand in one audio block per video frame (48000 / fps sample frames). Call it
+ * after InitEx and before StartMovieRecord. One audio stream serves every
+ * writer of the process until the last writer is released: a second call
+ * returns S_OK and changes nothing. E_OUTOFMEMORY when the audio filter cannot
+ * be made. Every line it logs is at ERROR severity. */
+TAVMM_API HRESULT TavMovieMakerSetAudioStream(int id, unsigned int bitsPerSample);
+
+/* Hands one frame to the recording and returns once the streaming thread has
+ * copied it: your buffer may be reused as soon as the call returns. size is
+ * not checked against the frame geometry: the buffer must hold a whole frame
+ * (rows padded to 4 bytes). frameTime is the capture time in 100 ns units;
+ * a frame later than its slot (more than half a frame) leaves the skipped
+ * slots empty. frameNumber, when not -1, detects drops by number instead (a
+ * number smaller than the last counts as a huge gap). Waits at most 10 s for
+ * the streaming thread to be ready and 10 s for the copy; on a time-out the
+ * result is the stream's stored error or TAVMM_E_TIMEOUT. E_FAIL for ID 0, a
+ * NULL pData or size 0. */
+TAVMM_API HRESULT TavMovieMakerAddMovieFrame2(int id, void* pData, unsigned int size, long long frameTime,
+                                              long long frameNumber);
+/* AddMovieFrame2 with frameNumber -1: drops are found by capture time. */
+TAVMM_API HRESULT TavMovieMakerAddMovieFrame(int id, void* pData, unsigned int size, long long frameTime);
+/* Hands one block of interleaved PCM audio (the format chosen by
+ * SetAudioStream) to the recording, with the same waits, buffer rule and
+ * results as AddMovieFrame2. Needs SetAudioStream and a recording. */
+TAVMM_API HRESULT TavMovieMakerAddAudioSample2(int id, void* pData, unsigned int size, long long sampleTime,
+                                               long long sampleNumber);
+/* AddAudioSample2 with sampleNumber -1. */
+TAVMM_API HRESULT TavMovieMakerAddAudioSample(int id, void* pData, unsigned int size, long long sampleTime);
+/* Marks a planned break: the next frame that comes after a gap does not count
+ * the skipped slots as dropped frames (the time line still leaves them empty).
+ * Takes no lock and does not wait. */
+TAVMM_API HRESULT TavMovieMakerAddBreakFrame(int id);
+
+/* Lists video compressors in two calls: first with *count 0 (names unused):
+ * *count receives the number of names and *maxLength the characters each
+ * buffer needs; then with names pointing to *count buffers of *maxLength
+ * characters. The first name is always "Uncompressed". */
+TAVMM_API HRESULT TavMovieMakerGetCompressors(int id, wchar_t** names, int* count, int* maxLength);
+/* The same for audio compressors, after SetAudioStream (S_FALSE before it).
+ * The count includes one spare, empty name. */
+TAVMM_API HRESULT TavMovieMakerGetAudioCompressors(int id, wchar_t** names, int* count, int* maxLength);
+/* Chooses the video compressor by a name from GetCompressors; an unknown name
+ * records uncompressed. *pHasDialog tells whether it has a settings dialog.
+ * ID 0 sets the default compressor for writers set up later (name must not be
+ * NULL then). E_FAIL while recording. */
+TAVMM_API HRESULT TavMovieMakerSetCompressor(int id, const wchar_t* name, bool* pHasDialog);
+/* Chooses the audio compressor by a name from GetAudioCompressors. E_FAIL
+ * while recording. */
+TAVMM_API HRESULT TavMovieMakerSetAudioCompressor(int id, const wchar_t* name);
+
+/* Function pointer types for hosts that use LoadLibraryW and GetProcAddress. */
+typedef HRESULT (*TavMovieMakerInitExFn)(int, int, double, void*, int*);
+typedef HRESULT (*TavMovieMakerInit2Fn)(int, int, double, int*);
+typedef HRESULT (*TavMovieMakerInitFn)(int, int, int, int*);
+typedef void (*TavMovieMakerReleaseFn)(int);
+typedef HRESULT (*TavMovieMakerStartMovieRecordFn)(int, const wchar_t*);
+typedef HRESULT (*TavMovieMakerStopMovieRecordFn)(int);
+typedef HRESULT (*TavMovieMakerSetAudioStreamFn)(int, unsigned int);
+typedef HRESULT (*TavMovieMakerAddMovieFrame2Fn)(int, void*, unsigned int, long long, long long);
+typedef HRESULT (*TavMovieMakerAddMovieFrameFn)(int, void*, unsigned int, long long);
+typedef HRESULT (*TavMovieMakerAddAudioSample2Fn)(int, void*, unsigned int, long long, long long);
+typedef HRESULT (*TavMovieMakerAddAudioSampleFn)(int, void*, unsigned int, long long);
+typedef HRESULT (*TavMovieMakerAddBreakFrameFn)(int);
+typedef HRESULT (*TavMovieMakerGetCompressorsFn)(int, wchar_t**, int*, int*);
+typedef HRESULT (*TavMovieMakerGetAudioCompressorsFn)(int, wchar_t**, int*, int*);
+typedef HRESULT (*TavMovieMakerSetCompressorFn)(int, const wchar_t*, bool*);
+typedef HRESULT (*TavMovieMakerSetAudioCompressorFn)(int, const wchar_t*);
 
 #ifdef __cplusplus
 }
