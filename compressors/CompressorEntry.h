@@ -1,0 +1,17 @@
+// One entry of a compressor table: the friendly name the host sees and the
+// device moniker it came from. A table is a heap array of entries (new[]) with
+// a separate 32-bit count; the loaded writer owns it and frees it with
+// FreeCompressorTable, which also releases the monikers.
+#pragma once
+
+#include <windows.h>
+#include <objidl.h>
+
+struct CompressorEntry {
+  wchar_t szName[260];  // zero-terminated friendly name
+  IMoniker* pMoniker;   // owned reference; null for the fixed "Uncompressed" entry
+};
+
+// Releases every non-null moniker of the first `count` entries and frees the
+// array. Null is allowed.
+void FreeCompressorTable(CompressorEntry* table, int count);
