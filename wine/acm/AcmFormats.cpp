@@ -1,0 +1,179 @@
+#include "wine/acm/AcmFormats.h"
+
+#include <ks.h>
+#include <ksmedia.h>
+#include <msacm.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace tavacm {
+namespace {
+
+// KSDATAFORMAT_SUBTYPE_PCM, spelt out so that no GUID library is needed.
+constexpr GUID kSubtypePcm = {0x00000001, 0x0000, 0x0010, {0x80, 0x00, 0x00, 0xaa, 0x00, 0x38, 0x9b, 0x71}};
+
+DWORD MaxFormatSize()
+{
+    DWORD size = 0;
+    if (acmMetrics(nullptr, ACM_METRIC_MAX_SIZE_FORMAT, &size) != MMSYSERR_NOERROR || size < sizeof(WAVEFORMATEX))
+        size = sizeof(WAVEFORMATEX);
+    return std::max<DWORD>(size, sizeof(WAVEFORMATEXTENSIBLE));
+}
+
+size_t FormatSize(const WAVEFORMATEX& format)
+{
+    return sizeof(WAVEFORMATEX) + (format.wFormatTag == WAVE_FORMAT_PCM ? 0 : format.cbSize);
+}
+
+BOOL CALLBACK CollectTag(HACMDRIVERID, LPACMFORMATTAGDETAILSW details, DWORD_PTR context, DWORD)
+{
+    auto* tags = reinterpret_cast<std::vector<AcmFormatTag>*>(context);
+    const WORD tag = static_cast<WORD>(details->dwFormatTag);
+    for (const AcmFormatTag& known : *tags) {
+        if (known.tag == tag)
+            return TRUE;
+    }
+    tags->push_back({tag, details->szFormatTag});
+    return TRUE;
+}
+
+std::vector<AcmFormatTag> AllFormatTags()
+{
+    std::vector<AcmFormatTag> tags;
+    ACMFORMATTAGDETAILSW details = {};
+    details.cbStruct = sizeof(details);
+    acmFormatTagEnumW(nullptr, &details, CollectTag, reinterpret_cast<DWORD_PTR>(&tags), 0);
+    return tags;
+}
+
+struct EnumContext {
+    const WAVEFORMATEX* input;
+    std::vector<WaveFormatBytes>* formats;
+};
+
+void AddUnique(std::vector<WaveFormatBytes>& formats, WaveFormatBytes format)
+{
+    if (std::find(formats.begin(), formats.end(), format) == formats.end())
+        formats.push_back(std::move(format));
+}
+
+BOOL CALLBACK CollectFormat(HACMDRIVERID, LPACMFORMATDETAILSW details, DWORD_PTR context, DWORD)
+{
+    auto* enumContext = reinterpret_cast<EnumContext*>(context);
+    const WAVEFORMATEX& format = *details->pwfx;
+    if (CanConvert(*enumContext->input, format))
+        AddUnique(*enumContext->formats, CopyFormat(format, details->cbwfx));
+    return TRUE;
+}
+
+}  // namespace
+
+bool CanConvert(const WAVEFORMATEX& input, const WAVEFORMATEX& output)
+{
+    return acmStreamOpen(nullptr, nullptr, const_cast<WAVEFORMATEX*>(&input), const_cast<WAVEFORMATEX*>(&output),
+                         nullptr, 0, 0, ACM_STREAMOPENF_QUERY | ACM_STREAMOPENF_NONREALTIME) == MMSYSERR_NOERROR;
+}
+
+WaveFormatBytes CopyFormat(const WAVEFORMATEX& format, size_t availableBytes)
+{
+    WaveFormatBytes bytes(std::max(FormatSize(format), sizeof(WAVEFORMATEX)), 0);
+    std::memcpy(bytes.data(), &format, std::min(bytes.size(), availableBytes));
+    auto* copy = reinterpret_cast<WAVEFORMATEX*>(bytes.data());
+    if (copy->wFormatTag == WAVE_FORMAT_PCM)
+        copy->cbSize = 0;
+    return bytes;
+}
+
+bool IsIntegerPcm(const WAVEFORMATEX& format, size_t availableBytes, bool allowWide)
+{
+    if (availableBytes < sizeof(WAVEFORMAT) + sizeof(WORD))
+        return false;
+    bool pcm = format.wFormatTag == WAVE_FORMAT_PCM;
+    WORD containerBits = format.wBitsPerSample;
+    if (format.wFormatTag == WAVE_FORMAT_EXTENSIBLE) {
+        if (availableBytes < sizeof(WAVEFORMATEXTENSIBLE) || format.cbSize < 22)
+            return false;
+        const auto& extensible = reinterpret_cast<const WAVEFORMATEXTENSIBLE&>(format);
+        pcm = IsEqualGUID(extensible.SubFormat, kSubtypePcm) &&
+              extensible.Samples.wValidBitsPerSample == containerBits;
+    }
+    if (!pcm || format.nChannels == 0 || format.nSamplesPerSec == 0)
+        return false;
+    if (format.nBlockAlign != format.nChannels * (containerBits / 8))
+        return false;
+    if (containerBits == 16)
+        return true;
+    return allowWide && (containerBits == 8 || containerBits == 24 || containerBits == 32);
+}
+
+WaveFormatBytes PlainPcm(const WaveFormatBytes& format)
+{
+    const auto& header = *reinterpret_cast<const WAVEFORMATEX*>(format.data());
+    if (format.size() < sizeof(WAVEFORMATEX) || header.wFormatTag != WAVE_FORMAT_EXTENSIBLE)
+        return format;
+    WaveFormatBytes plain(sizeof(WAVEFORMATEX), 0);
+    auto* pcm = reinterpret_cast<WAVEFORMATEX*>(plain.data());
+    *pcm = header;
+    pcm->wFormatTag = WAVE_FORMAT_PCM;
+    pcm->cbSize = 0;
+    return plain;
+}
+
+std::wstring FormatTagName(WORD tag)
+{
+    for (const AcmFormatTag& known : AllFormatTags()) {
+        if (known.tag == tag)
+            return known.name;
+    }
+    return std::wstring();
+}
+
+std::vector<WaveFormatBytes> OutputFormats(WORD tag, const WAVEFORMATEX& input)
+{
+    std::vector<WaveFormatBytes> formats;
+    const DWORD maxSize = MaxFormatSize();
+    WaveFormatBytes buffer(maxSize, 0);
+    auto* suggested = reinterpret_cast<WAVEFORMATEX*>(buffer.data());
+    suggested->wFormatTag = tag;
+    if (acmFormatSuggest(nullptr, const_cast<WAVEFORMATEX*>(&input), suggested, maxSize,
+                         ACM_FORMATSUGGESTF_WFORMATTAG) == MMSYSERR_NOERROR &&
+        CanConvert(input, *suggested))
+        AddUnique(formats, CopyFormat(*suggested, maxSize));
+
+    std::fill(buffer.begin(), buffer.end(), 0);
+    auto* enumerated = reinterpret_cast<WAVEFORMATEX*>(buffer.data());
+    enumerated->wFormatTag = tag;
+    ACMFORMATDETAILSW details = {};
+    details.cbStruct = sizeof(details);
+    details.dwFormatTag = tag;
+    details.pwfx = enumerated;
+    details.cbwfx = maxSize;
+    EnumContext context = {&input, &formats};
+    acmFormatEnumW(nullptr, &details, CollectFormat, reinterpret_cast<DWORD_PTR>(&context),
+                   ACM_FORMATENUMF_WFORMATTAG);
+    return formats;
+}
+
+std::vector<AcmFormatTag> EncodableFormatTags()
+{
+    static const DWORD kRates[] = {8000, 11025, 16000, 22050, 32000, 44100, 48000};
+    std::vector<AcmFormatTag> encodable;
+    for (const AcmFormatTag& tag : AllFormatTags()) {
+        bool found = false;
+        for (DWORD rate : kRates) {
+            for (WORD channels = 1; channels <= 2 && !found; ++channels) {
+                const WORD align = static_cast<WORD>(2 * channels);
+                const WAVEFORMATEX input = {WAVE_FORMAT_PCM, channels, rate, rate * align, align, 16, 0};
+                found = !OutputFormats(tag.tag, input).empty();
+            }
+            if (found)
+                break;
+        }
+        if (found)
+            encodable.push_back(tag);
+    }
+    return encodable;
+}
+
+}  // namespace tavacm
