@@ -1,0 +1,298 @@
+// The AVI layout writer on its own: files written to disk and read back with
+// ffprobe/ffmpeg.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include "FileSink.h"
+#include "Formats.h"
+#include "Probe.h"
+#include "mux/AviLayoutWriter.h"
+#include "tests/common/UnixTools.h"
+
+using namespace muxtest;
+
+namespace {
+
+constexpr std::int64_t kFrame25 = 400000;  // 25 frames per second
+
+AviStreamFormat Video(int width, int height, int bits, DWORD compression = BI_RGB,
+                      std::int64_t duration = kFrame25) {
+    AviStreamFormat f;
+    f.isVideo = true;
+    f.format = BitmapFormat(width, height, bits, compression);
+    f.frameDuration = duration;
+    return f;
+}
+
+AviStreamFormat Audio(const std::vector<std::uint8_t>& wave) {
+    AviStreamFormat f;
+    f.isVideo = false;
+    f.format = wave;
+    return f;
+}
+
+std::vector<std::uint8_t> Pattern(std::size_t size, int seed) {
+    std::vector<std::uint8_t> bytes(size);
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<std::uint8_t>(i * 7 + seed * 13);
+    return bytes;
+}
+
+struct LegacyIndexEntry {
+    std::string chunkId;
+    std::uint32_t flags, offset, size;
+};
+
+std::uint32_t Le32(const std::vector<std::uint8_t>& b, std::size_t at) {
+    return b[at] | (b[at + 1] << 8) | (b[at + 2] << 16) | (static_cast<std::uint32_t>(b[at + 3]) << 24);
+}
+
+// The entries of the first RIFF's 'idx1' chunk.
+std::vector<LegacyIndexEntry> LegacyIndex(const std::vector<std::uint8_t>& b) {
+    std::vector<LegacyIndexEntry> entries;
+    std::size_t end = 8 + Le32(b, 4);
+    for (std::size_t at = 12; at + 8 <= end && at + 8 <= b.size();) {
+        std::uint32_t size = Le32(b, at + 4);
+        if (std::string(reinterpret_cast<const char*>(&b[at]), 4) == "idx1") {
+            for (std::size_t e = at + 8; e + 16 <= at + 8 + size; e += 16)
+                entries.push_back({std::string(reinterpret_cast<const char*>(&b[e]), 4), Le32(b, e + 4),
+                                   Le32(b, e + 8), Le32(b, e + 12)});
+        }
+        at += 8 + size + (size & 1);
+    }
+    return entries;
+}
+
+class AviLayoutWriterTest : public ::testing::Test {
+protected:
+    void SetUp() override { file_ = tavtest::MakeTempDir() + L"movie.avi"; }
+    std::wstring file_;
+};
+
+TEST_F(AviLayoutWriterTest, VideoOnlyFileHoldsEveryFrameByteExact) {
+    std::vector<std::uint8_t> expected;
+    {
+        FileSink sink(file_);
+        ASSERT_TRUE(sink.IsOpen());
+        AviLayoutWriter writer(sink, AviLayoutOptions());
+        EXPECT_EQ(writer.AddStream(Video(64, 48, 24)), 0);
+        ASSERT_EQ(writer.Begin(), S_OK);
+        for (int i = 0; i < 10; ++i) {
+            std::vector<std::uint8_t> frame = Pattern(DibSize(64, 48, 24), i);
+            ASSERT_EQ(writer.WriteSample(0, frame.data(), static_cast<std::uint32_t>(frame.size()), true), S_OK);
+            expected.insert(expected.end(), frame.begin(), frame.end());
+        }
+        ASSERT_EQ(writer.Finish(), S_OK);
+        EXPECT_EQ(writer.StreamLength(0), 10u);
+    }
+    EXPECT_EQ(Ffprobe("-show_entries stream=codec_type,codec_name,width,height,nb_frames,r_frame_rate -of csv=p=0",
+                      file_),
+              "rawvideo,video,64,48,25/1,10\n");
+    std::vector<Packet> packets = Packets(file_, "v:0");
+    ASSERT_EQ(packets.size(), 10u);
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_EQ(packets[i].pts, i);
+        EXPECT_EQ(packets[i].size, DibSize(64, 48, 24));
+        EXPECT_TRUE(packets[i].key);
+    }
+    EXPECT_EQ(StreamBytes(file_, "v:0"), expected);
+}
+
+TEST_F(AviLayoutWriterTest, DroppedSlotsBecomeZeroLengthEntries) {
+    {
+        FileSink sink(file_);
+        AviLayoutWriter writer(sink, AviLayoutOptions());
+        writer.AddStream(Video(32, 16, 32));
+        ASSERT_EQ(writer.Begin(), S_OK);
+        std::vector<std::uint8_t> frame = Pattern(DibSize(32, 16, 32), 1);
+        auto size = static_cast<std::uint32_t>(frame.size());
+        ASSERT_EQ(writer.WriteSample(0, frame.data(), size, true), S_OK);
+        ASSERT_EQ(writer.WriteSample(0, frame.data(), size, true), S_OK);
+        ASSERT_EQ(writer.WriteEmptySlots(0, 2), S_OK);
+        ASSERT_EQ(writer.WriteSample(0, frame.data(), size, true), S_OK);
+        ASSERT_EQ(writer.Finish(), S_OK);
+        EXPECT_EQ(writer.StreamLength(0), 5u);
+    }
+    // ffmpeg skips the empty chunks; the missing slots show as the jump in pts.
+    std::vector<Packet> packets = Packets(file_, "v:0");
+    ASSERT_EQ(packets.size(), 3u);
+    EXPECT_EQ(packets[0].pts, 0);
+    EXPECT_EQ(packets[1].pts, 1);
+    EXPECT_EQ(packets[2].pts, 4);
+    for (const Packet& p : packets) EXPECT_EQ(p.size, 2048);
+    EXPECT_EQ(Ffprobe("-show_entries stream=nb_frames -of csv=p=0", file_), "5\n");
+    // The legacy index lists all five slots, the dropped ones with length 0.
+    std::vector<LegacyIndexEntry> idx1 = LegacyIndex(ReadFileBytes(file_));
+    ASSERT_EQ(idx1.size(), 5u);
+    const std::uint32_t sizes[] = {2048, 2048, 0, 0, 2048};
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(idx1[i].chunkId, "00db");
+        EXPECT_EQ(idx1[i].size, sizes[i]) << i;
+        EXPECT_EQ(idx1[i].flags, sizes[i] ? 0x10u : 0u) << i;
+    }
+}
+
+TEST_F(AviLayoutWriterTest, AudioFirstThenVideoKeepsStreamOrderAndBytes) {
+    std::vector<std::uint8_t> audioBytes, videoBytes;
+    {
+        FileSink sink(file_);
+        AviLayoutWriter writer(sink, AviLayoutOptions());
+        EXPECT_EQ(writer.AddStream(Audio(PcmFormat(2, 44100, 16))), 0);
+        EXPECT_EQ(writer.AddStream(Video(16, 16, 16, MakeFourCC('Y', 'U', 'Y', '2'))), 1);
+        ASSERT_EQ(writer.Begin(), S_OK);
+        for (int i = 0; i < 5; ++i) {
+            std::vector<std::uint8_t> pcm = Pattern(4 * 1764, i);
+            std::vector<std::uint8_t> frame = Pattern(DibSize(16, 16, 16), 100 + i);
+            ASSERT_EQ(writer.WriteSample(0, pcm.data(), static_cast<std::uint32_t>(pcm.size()), true), S_OK);
+            ASSERT_EQ(writer.WriteSample(1, frame.data(), static_cast<std::uint32_t>(frame.size()), true), S_OK);
+            audioBytes.insert(audioBytes.end(), pcm.begin(), pcm.end());
+            videoBytes.insert(videoBytes.end(), frame.begin(), frame.end());
+        }
+        ASSERT_EQ(writer.Finish(), S_OK);
+        EXPECT_EQ(writer.StreamLength(0), 5u * 1764);
+    }
+    EXPECT_EQ(Ffprobe("-show_entries stream=index,codec_type,codec_name,sample_rate,channels -of csv=p=0", file_),
+              "0,pcm_s16le,audio,44100,2\n1,rawvideo,video\n");
+    EXPECT_EQ(Ffprobe("-select_streams v:0 -show_entries stream=codec_tag_string -of csv=p=0", file_), "YUY2\n");
+    EXPECT_EQ(StreamBytes(file_, "a:0"), audioBytes);
+    EXPECT_EQ(StreamBytes(file_, "v:0"), videoBytes);
+}
+
+TEST_F(AviLayoutWriterTest, ExtensibleTwentyFourBitAudioAndOddChunks) {
+    std::vector<std::uint8_t> audioBytes;
+    {
+        FileSink sink(file_);
+        AviLayoutWriter writer(sink, AviLayoutOptions());
+        writer.AddStream(Audio(ExtensiblePcmFormat(1, 48000, 24)));
+        ASSERT_EQ(writer.Begin(), S_OK);
+        for (int i = 0; i < 4; ++i) {
+            std::vector<std::uint8_t> pcm = Pattern(3 * 1601, i);  // odd length: padded chunk
+            ASSERT_EQ(writer.WriteSample(0, pcm.data(), static_cast<std::uint32_t>(pcm.size()), true), S_OK);
+            audioBytes.insert(audioBytes.end(), pcm.begin(), pcm.end());
+        }
+        ASSERT_EQ(writer.Finish(), S_OK);
+    }
+    EXPECT_EQ(Ffprobe("-show_entries stream=codec_name,sample_rate,channels,bits_per_sample -of csv=p=0", file_),
+              "pcm_s24le,48000,1,24\n");
+    EXPECT_EQ(StreamBytes(file_, "a:0"), audioBytes);
+}
+
+TEST_F(AviLayoutWriterTest, TemporalCompressionTakesKeyFramesFromTheCaller) {
+    {
+        FileSink sink(file_);
+        AviLayoutWriter writer(sink, AviLayoutOptions());
+        AviStreamFormat f = Video(16, 16, 8, BI_RLE8);
+        f.temporalCompression = true;
+        writer.AddStream(f);
+        ASSERT_EQ(writer.Begin(), S_OK);
+        std::vector<std::uint8_t> data = Pattern(100, 3);
+        for (int i = 0; i < 4; ++i)
+            ASSERT_EQ(writer.WriteSample(0, data.data(), 100, i % 2 == 0), S_OK);
+        ASSERT_EQ(writer.Finish(), S_OK);
+    }
+    EXPECT_EQ(Ffprobe("-show_entries stream=codec_name -of csv=p=0", file_), "msrle\n");
+    std::vector<Packet> packets = Packets(file_, "v:0");
+    ASSERT_EQ(packets.size(), 4u);
+    EXPECT_TRUE(packets[0].key);
+    EXPECT_FALSE(packets[1].key);
+    EXPECT_TRUE(packets[2].key);
+    EXPECT_FALSE(packets[3].key);
+}
+
+TEST_F(AviLayoutWriterTest, UncompressedVideoIgnoresTheKeyFlag) {
+    {
+        FileSink sink(file_);
+        AviLayoutWriter writer(sink, AviLayoutOptions());
+        writer.AddStream(Video(8, 8, 24));
+        ASSERT_EQ(writer.Begin(), S_OK);
+        std::vector<std::uint8_t> data = Pattern(DibSize(8, 8, 24), 3);
+        for (int i = 0; i < 3; ++i)
+            ASSERT_EQ(writer.WriteSample(0, data.data(), static_cast<std::uint32_t>(data.size()), false), S_OK);
+        ASSERT_EQ(writer.Finish(), S_OK);
+    }
+    for (const Packet& p : Packets(file_, "v:0")) EXPECT_TRUE(p.key);
+}
+
+TEST_F(AviLayoutWriterTest, SmallRiffLimitMakesOpenDmlExtensionRiffs) {
+    const int frames = 200;
+    std::vector<std::uint8_t> audioBytes, videoBytes;
+    {
+        FileSink sink(file_);
+        AviLayoutOptions options;
+        options.riffLimit = 64 * 1024;
+        options.bufferSize = 16 * 1024;
+        AviLayoutWriter writer(sink, options);
+        writer.AddStream(Audio(PcmFormat(1, 8000, 16)));
+        writer.AddStream(Video(40, 30, 24));
+        ASSERT_EQ(writer.Begin(), S_OK);
+        for (int i = 0; i < frames; ++i) {
+            std::vector<std::uint8_t> pcm = Pattern(640, i);
+            std::vector<std::uint8_t> frame = Pattern(DibSize(40, 30, 24), 7 * i);
+            ASSERT_EQ(writer.WriteSample(0, pcm.data(), 640, true), S_OK);
+            if (i % 10 == 5) {
+                ASSERT_EQ(writer.WriteEmptySlots(1, 1), S_OK);
+            } else {
+                ASSERT_EQ(writer.WriteSample(1, frame.data(), static_cast<std::uint32_t>(frame.size()), true), S_OK);
+                videoBytes.insert(videoBytes.end(), frame.begin(), frame.end());
+            }
+            audioBytes.insert(audioBytes.end(), pcm.begin(), pcm.end());
+        }
+        ASSERT_EQ(writer.Finish(), S_OK);
+    }
+    // Many RIFFs, the first one 'AVI ', the rest 'AVIX', each within the limit.
+    std::vector<std::uint8_t> bytes = ReadFileBytes(file_);
+    std::size_t at = 0;
+    int riffs = 0;
+    while (at + 12 <= bytes.size()) {
+        ASSERT_EQ(std::string(reinterpret_cast<const char*>(&bytes[at]), 4), "RIFF") << at;
+        std::uint32_t size = bytes[at + 4] | (bytes[at + 5] << 8) | (bytes[at + 6] << 16) | (bytes[at + 7] << 24);
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(&bytes[at + 8]), 4), riffs == 0 ? "AVI " : "AVIX");
+        EXPECT_LE(size + 8u, 64u * 1024);
+        at += 8 + size;
+        ++riffs;
+    }
+    EXPECT_EQ(at, bytes.size());
+    EXPECT_GT(riffs, 10);
+
+    // Every stored frame comes back at its slot; the dropped slots are missing.
+    std::vector<Packet> video = Packets(file_, "v:0");
+    ASSERT_EQ(video.size(), static_cast<std::size_t>(frames - frames / 10));
+    std::size_t next = 0;
+    for (int i = 0; i < frames; ++i) {
+        if (i % 10 == 5) continue;
+        EXPECT_EQ(video[next].pts, i);
+        EXPECT_EQ(video[next].size, 3600) << i;
+        ++next;
+    }
+    EXPECT_EQ(Ffprobe("-count_packets -show_entries stream=nb_frames,nb_read_packets -of csv=p=0", file_),
+              "64000,200\n200,180\n");
+    EXPECT_EQ(StreamBytes(file_, "a:0"), audioBytes);
+    EXPECT_EQ(StreamBytes(file_, "v:0"), videoBytes);
+}
+
+TEST_F(AviLayoutWriterTest, SinkFailureIsReturnedAndSticks) {
+    FileSink sink(file_);
+    AviLayoutOptions options;
+    options.bufferSize = 4096;
+    AviLayoutWriter writer(sink, options);
+    writer.AddStream(Video(64, 64, 24));
+    ASSERT_EQ(writer.Begin(), S_OK);
+    const HRESULT diskFull = HRESULT_FROM_WIN32(ERROR_DISK_FULL);
+    sink.FailAfter(sink.Writes(), diskFull);
+    std::vector<std::uint8_t> frame = Pattern(DibSize(64, 64, 24), 0);
+    EXPECT_EQ(writer.WriteSample(0, frame.data(), static_cast<std::uint32_t>(frame.size()), true), diskFull);
+    EXPECT_EQ(writer.WriteSample(0, frame.data(), static_cast<std::uint32_t>(frame.size()), true), diskFull);
+    EXPECT_EQ(writer.Finish(), diskFull);
+}
+
+TEST_F(AviLayoutWriterTest, BeginFailsWhenTheSinkCannotWrite) {
+    FileSink sink(file_);
+    sink.FailAfter(0, E_ACCESSDENIED);
+    AviLayoutWriter writer(sink, AviLayoutOptions());
+    writer.AddStream(Video(8, 8, 24));
+    EXPECT_EQ(writer.Begin(), E_ACCESSDENIED);
+}
+
+}  // namespace
