@@ -3,7 +3,6 @@
 // Called by CAviWriter::MakeCaptureGraph on the thread that builds the graph.
 #pragma once
 
-#include <windows.h>
-#include <dshow.h>
+#include "writer/ComPtrs.h"
 
 void AudioCompressorConfig(IBaseFilter* pCompressor);

@@ -6,6 +6,12 @@
 // second _COM_SMARTPTR_TYPEDEF of one interface does not compile.
 #pragma once
 
+// <dshow.h> pulls in <strsafe.h>, whose deprecation macros break the C++
+// library's string headers included after it.
+#ifndef STRSAFE_NO_DEPRECATE
+#define STRSAFE_NO_DEPRECATE
+#endif
+
 #include <windows.h>
 #include <ole2.h>
 #include <ocidl.h>

@@ -1,0 +1,190 @@
+// CAviWriter's graph methods: build the recording chain, stop it, empty it.
+#include "writer/CAviWriter.h"
+
+#include "compressors/AudioCompressorConfig.h"
+#include "framework/MediaType.h"
+#include "log/Trace.h"
+#include "writer/ComErrorText.h"
+
+namespace {
+
+const wchar_t kFile[] = L".\\TavMovieMaker";
+
+// The first pin of a source filter, which is its one output pin. A failing
+// EnumPins or Next raises its HRESULT.
+IPinPtr FirstPin(IBaseFilter* filter) {
+  IEnumPinsPtr pins;
+  HRESULT hr = filter->EnumPins(&pins);
+  if (FAILED(hr)) _com_issue_error(hr);
+  IPinPtr pin;
+  hr = pins->Next(1, &pin, nullptr);
+  if (FAILED(hr)) _com_issue_error(hr);
+  return pin;
+}
+
+// Releases the main mutex when the stop leaves early by a _com_error.
+class MainMutexHold {
+ public:
+  explicit MainMutexHold(HANDLE mutex) : m_hMutex(mutex) {}
+  ~MainMutexHold() {
+    if (m_bHeld) ReleaseMutex(m_hMutex);
+  }
+  void Release() {
+    m_bHeld = false;
+    ReleaseMutex(m_hMutex);
+  }
+  MainMutexHold(const MainMutexHold&) = delete;
+  MainMutexHold& operator=(const MainMutexHold&) = delete;
+
+ private:
+  HANDLE m_hMutex;
+  bool m_bHeld = true;
+};
+
+}  // namespace
+
+// The first unconnected pin of the given direction (null category and type).
+static HRESULT FindFreePin(ICaptureGraphBuilder2Ptr& builder, IBaseFilter* filter, PIN_DIRECTION direction,
+                           IPinPtr& pin) {
+  pin = nullptr;
+  return builder->FindPin(filter, direction, nullptr, nullptr, TRUE, 0, &pin);
+}
+
+// "Link": a direct connection first, and only when that fails one through
+// converting filters the graph may insert.
+static HRESULT Link(IGraphBuilderPtr& graph, IPin* out, IPin* in) {
+  HRESULT hr = graph->ConnectDirect(out, in, nullptr);
+  if (FAILED(hr)) hr = graph->Connect(out, in);
+  return hr;
+}
+
+HRESULT CAviWriter::MakeCaptureGraph() {
+  TAV_LOG(kFile, "CAviWriter::MakeCaptureGraph", LOG_SEV_TRACE, 0, L"CAviWriter::MakeCaptureGraph -> Enter");
+
+  HRESULT hr = m_pGraph->AddFilter(m_pRawFilter, L"RAW Data Filter");
+  if (FAILED(hr)) return hr;
+  IPinPtr videoOut = FirstPin(m_pRawFilter);
+
+  if (m_pVideoCompressor) {
+    hr = m_pGraph->AddFilter(m_pVideoCompressor, L"Video Compressor");
+    if (FAILED(hr)) return hr;
+    IPinPtr compressorIn;
+    hr = FindFreePin(m_pBuilder, m_pVideoCompressor, PINDIR_INPUT, compressorIn);
+    if (FAILED(hr)) return hr;
+    hr = Link(m_pGraph, videoOut, compressorIn);
+    if (FAILED(hr)) return hr;
+    hr = FindFreePin(m_pBuilder, m_pVideoCompressor, PINDIR_OUTPUT, videoOut);
+    if (FAILED(hr)) return hr;
+  }
+
+  hr = m_pGraph->AddFilter(m_pAviMux, L"AVI Mux");
+  if (FAILED(hr)) return hr;
+
+  // Audio first, so that it takes the multiplexer's first input.
+  if (m_pAudioSource) {
+    hr = m_pGraph->AddFilter(m_pAudioSource, L"Audio Source Filter");
+    if (FAILED(hr)) return hr;
+    IPinPtr audioOut = FirstPin(m_pAudioSource);
+    if (m_pAudioCompressor) {
+      hr = m_pGraph->AddFilter(m_pAudioCompressor, L"Audio Compressor");
+      if (FAILED(hr)) return hr;
+      IPinPtr compressorIn;
+      hr = FindFreePin(m_pBuilder, m_pAudioCompressor, PINDIR_INPUT, compressorIn);
+      if (FAILED(hr)) return hr;
+      hr = Link(m_pGraph, audioOut, compressorIn);
+      if (FAILED(hr)) return hr;
+      hr = FindFreePin(m_pBuilder, m_pAudioCompressor, PINDIR_OUTPUT, audioOut);
+      if (FAILED(hr)) return hr;
+    }
+    IPinPtr muxIn;
+    hr = FindFreePin(m_pBuilder, m_pAviMux, PINDIR_INPUT, muxIn);
+    if (FAILED(hr)) return hr;
+    hr = Link(m_pGraph, audioOut, muxIn);
+    if (FAILED(hr)) return hr;
+    if (m_pAudioCompressor) AudioCompressorConfig(m_pAudioCompressor);
+  }
+
+  IPinPtr muxVideoIn;
+  hr = FindFreePin(m_pBuilder, m_pAviMux, PINDIR_INPUT, muxVideoIn);
+  if (FAILED(hr)) return hr;
+  hr = Link(m_pGraph, videoOut, muxVideoIn);
+  if (FAILED(hr)) return hr;
+
+  // The connection type is read and dropped; nothing depends on it.
+  AM_MEDIA_TYPE connected = {};
+  if (SUCCEEDED(muxVideoIn->ConnectionMediaType(&connected))) FreeMediaType(connected);
+
+  IPinPtr muxOut;
+  hr = FindFreePin(m_pBuilder, m_pAviMux, PINDIR_OUTPUT, muxOut);
+  if (FAILED(hr)) return hr;
+  hr = m_pGraph->AddFilter(m_pFileWriter, L"File Writer");
+  if (FAILED(hr)) return hr;
+  IPinPtr writerIn;
+  hr = FindFreePin(m_pBuilder, m_pFileWriter, PINDIR_INPUT, writerIn);
+  if (FAILED(hr)) return hr;
+  // The outcome is ignored on purpose: the build goes on either way.
+  Link(m_pGraph, muxOut, writerIn);
+
+  IFileSinkFilterPtr sink(m_pFileWriter);
+  hr = sink->SetFileName(m_szFileName, nullptr);
+  if (FAILED(hr)) return hr;
+
+  TAV_LOG(kFile, "CAviWriter::MakeCaptureGraph", LOG_SEV_TRACE, 0, L"CAviWriter::MakeCaptureGraph -> Leave");
+  return S_OK;
+}
+
+HRESULT CAviWriter::StopRecord() {
+  TAV_LOG(kFile, "CAviWriter::StopRecord", LOG_SEV_TRACE, 0, L"CAviWriter::StopRecord -> Enter");
+  TAV_LOG(kFile, "CAviWriter::StopRecord", LOG_SEV_TRACE, 0,
+          L"WaitForSingleObject->Enter m_hMainMutex StopRecord()");
+  WaitForSingleObject(m_hMainMutex, INFINITE);
+  TAV_LOG(kFile, "CAviWriter::StopRecord", LOG_SEV_TRACE, 0,
+          L"WaitForSingleObject->Leave m_hMainMutex StopRecord()");
+  MainMutexHold hold(m_hMainMutex);
+
+  if (m_pGraph) {
+    IMediaControlPtr control(m_pGraph);
+    if (control) {
+      HRESULT hr = control->Stop();
+      if (FAILED(hr)) {
+        hold.Release();
+        return hr;
+      }
+    }
+  }
+
+  hold.Release();
+  TAV_LOG(kFile, "CAviWriter::StopRecord", LOG_SEV_TRACE, 0, L"CAviWriter::StopRecord -> Leave");
+  return S_OK;
+}
+
+HRESULT CAviWriter::EmptyGraph() {
+  TAV_LOG(kFile, "CAviWriter::EmptyGraph", LOG_SEV_TRACE, 0, L"CAviWriter::EmptyGraph -> Enter");
+  try {
+    CoInitialize(nullptr);
+    if (!m_pBuilder) m_pBuilder.CreateInstance(CLSID_CaptureGraphBuilder2, nullptr, CLSCTX_INPROC_SERVER);
+    if (!m_pGraph) {
+      m_pGraph.CreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER);
+      m_pBuilder->SetFiltergraph(m_pGraph);
+    }
+
+    IMediaControlPtr control(m_pGraph);
+    control->Stop();
+
+    // Removing a filter invalidates the enumeration: start a new one each time.
+    IEnumFiltersPtr filters;
+    m_pGraph->EnumFilters(&filters);
+    IBaseFilterPtr filter;
+    while (filters->Next(1, &filter, nullptr) == S_OK) {
+      m_pGraph->RemoveFilter(filter);
+      filter = nullptr;
+      filters = nullptr;
+      m_pGraph->EnumFilters(&filters);
+    }
+  } catch (const _com_error& error) {
+    LogComError("CAviWriter::EmptyGraph", L"EmptyGraph()", error.Error(), 0);
+    return -1;
+  }
+  TAV_LOG(kFile, "CAviWriter::EmptyGraph", LOG_SEV_TRACE, 0, L"CAviWriter::EmptyGraph -> Leave");
+  return 0;
+}
