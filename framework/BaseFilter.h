@@ -10,6 +10,7 @@
 
 #include <windows.h>
 #include <strmif.h>
+#include <vfwmsgs.h>
 
 #include "framework/CritSec.h"
 #include "framework/Unknown.h"

@@ -8,6 +8,7 @@
 
 #include <windows.h>
 #include <strmif.h>
+#include <vfwmsgs.h>
 
 #include "framework/Unknown.h"
 

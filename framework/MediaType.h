@@ -5,6 +5,7 @@
 
 #include <windows.h>
 #include <strmif.h>
+#include <vfwmsgs.h>
 #include <amvideo.h>
 
 // Deep copy: the format block is duplicated with CoTaskMemAlloc and pUnk

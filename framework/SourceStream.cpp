@@ -1,0 +1,163 @@
+#include "framework/SourceStream.h"
+
+#include <evcode.h>
+
+#include "framework/Source.h"
+
+CSourceStream::CSourceStream(const wchar_t* pObjectName, HRESULT* phr, CSource* pms,
+                             const wchar_t* pPinName)
+    : CAMThread(phr),
+      CBaseOutputPin(pObjectName, pms, pms->pStateLock(), phr, pPinName),
+      m_pSourceFilter(pms) {
+  HRESULT hr = m_pSourceFilter->AddPin(this);
+  if (phr != nullptr) *phr = hr;
+}
+
+CSourceStream::~CSourceStream() { m_pSourceFilter->RemovePin(this); }
+
+HRESULT CSourceStream::GetMediaType(CMediaType*) { return E_UNEXPECTED; }
+
+HRESULT CSourceStream::GetMediaType(int iPosition, CMediaType* pmt) {
+  CAutoLock lock(m_pSourceFilter->pStateLock());
+  if (iPosition < 0) return E_INVALIDARG;
+  if (iPosition > 0) return VFW_S_NO_MORE_ITEMS;
+  return GetMediaType(pmt);
+}
+
+HRESULT CSourceStream::CheckMediaType(const CMediaType* pmt) {
+  CAutoLock lock(m_pSourceFilter->pStateLock());
+  CMediaType mt;
+  GetMediaType(&mt);
+  return mt == *pmt ? S_OK : E_FAIL;
+}
+
+HRESULT CSourceStream::Active() {
+  CAutoLock lock(m_pSourceFilter->pStateLock());
+  if (m_pSourceFilter->IsActive()) return S_FALSE;
+  if (!IsConnected()) return S_OK;
+  HRESULT hr = CBaseOutputPin::Active();
+  if (FAILED(hr)) return hr;
+  if (!Create()) return E_FAIL;
+  hr = Init();
+  if (FAILED(hr)) return hr;
+  return Pause();
+}
+
+HRESULT CSourceStream::Inactive() {
+  CAutoLock lock(m_pSourceFilter->pStateLock());
+  if (!IsConnected()) return S_OK;
+  HRESULT hr = CBaseOutputPin::Inactive();
+  if (FAILED(hr)) return hr;
+  if (ThreadExists()) {
+    if (ThreadIsRunning()) {
+      hr = Stop();
+      if (FAILED(hr)) return hr;
+      hr = Exit();
+      if (FAILED(hr)) return hr;
+      Close();
+    } else {
+      // The thread has already ended: nothing to tell it.
+      CloseHandle(m_hThread);
+      m_hThread = nullptr;
+    }
+  }
+  return S_OK;
+}
+
+BOOL CSourceStream::CheckRequestCommand(Command* pCom) {
+  DWORD param = 0;
+  if (!CheckRequest(&param)) return FALSE;
+  *pCom = static_cast<Command>(param);
+  return TRUE;
+}
+
+DWORD CSourceStream::ThreadProc() {
+  Command com;
+  for (;;) {
+    com = GetRequestCommand();
+    if (com == CMD_INIT) break;
+    Reply(static_cast<DWORD>(E_UNEXPECTED));
+  }
+
+  HRESULT hr = OnThreadCreate();
+  if (FAILED(hr)) {
+    OnThreadDestroy();
+    Reply(static_cast<DWORD>(hr));
+    return 1;
+  }
+  Reply(S_OK);
+
+  for (bool running = true; running;) {
+    com = GetRequestCommand();
+    switch (com) {
+      case CMD_PAUSE:
+      case CMD_RUN:
+        Reply(S_OK);
+        DoBufferProcessingLoop();
+        break;
+      case CMD_STOP:
+        Reply(S_OK);
+        break;
+      case CMD_EXIT:
+        Reply(S_OK);
+        running = false;
+        break;
+      default:
+        Reply(static_cast<DWORD>(E_NOTIMPL));
+        break;
+    }
+  }
+
+  hr = OnThreadDestroy();
+  return FAILED(hr) ? 1 : 0;
+}
+
+HRESULT CSourceStream::DoBufferProcessingLoop() {
+  OnThreadStartPlay();
+  Command com;
+  for (;;) {
+    while (!CheckRequestCommand(&com)) {
+      IMediaSample* pSample = nullptr;
+      HRESULT hr = GetDeliveryBuffer(&pSample, nullptr, nullptr, 0);
+      if (FAILED(hr)) {
+        // No buffer yet (all in use downstream, or the allocator is being
+        // decommitted): try again unless a command has come.
+        Sleep(1);
+        continue;
+      }
+
+      hr = FillBuffer(pSample);
+      if (hr == S_FALSE) {
+        pSample->Release();
+        DeliverEndOfStream();
+        return S_OK;
+      }
+      if (hr != S_OK) {
+        pSample->Release();
+        DeliverEndOfStream();
+        m_pSourceFilter->NotifyEvent(EC_ERRORABORT, hr, 0);
+        return hr;
+      }
+
+      hr = Deliver(pSample);
+      pSample->Release();
+      if (hr != S_OK) {
+        // Downstream is broken: keep the reason for the host, and let the
+        // pin free a host thread that waits in the hand-over.
+        m_pSourceFilter->SetStreamError(hr);
+        FillBuffer(nullptr);
+        return S_OK;
+      }
+    }
+
+    if (com == CMD_RUN || com == CMD_PAUSE) {
+      Reply(S_OK);
+    } else if (com == CMD_STOP) {
+      // Left unanswered: the send event stays set, so ThreadProc reads
+      // CMD_STOP again at once and replies to it.
+      return S_FALSE;
+    } else {
+      Reply(static_cast<DWORD>(E_UNEXPECTED));
+    }
+  }
+}
