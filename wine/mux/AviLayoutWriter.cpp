@@ -365,6 +365,11 @@ HRESULT AviLayoutWriter::Finish() {
     return S_OK;
 }
 
+void AviLayoutWriter::SetFrameDuration(int stream, std::int64_t duration) {
+    if (stream < 0 || stream >= StreamCount() || duration <= 0) return;
+    streams_[stream].format.frameDuration = duration;
+}
+
 std::uint64_t AviLayoutWriter::StreamLength(int stream) const {
     if (stream < 0 || stream >= StreamCount()) return 0;
     return streams_[stream].length;

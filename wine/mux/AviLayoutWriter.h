@@ -74,6 +74,10 @@ public:
     // Appends count zero-length chunks (dropped frame slots) for the stream.
     HRESULT WriteEmptySlots(int stream, std::uint32_t count);
 
+    // Video: changes the frame slot duration (before Finish), for a stream
+    // whose duration was learnt from its first sample.
+    void SetFrameDuration(int stream, std::int64_t duration);
+
     // Closes the last RIFF, writes the final headers and flushes. Idempotent.
     HRESULT Finish();
 

@@ -1,0 +1,127 @@
+// CAviMux: the platform pack's AVI Mux (CLSID_AviDest). Input pins are made
+// on demand ("Input 01", "Input 02", ...: a new free one whenever the last
+// free one connects); the output "AVI Out" writes an AVI 2.0 (OpenDML) file
+// through the downstream pin's IStream.
+//
+// Recording: Pause from stopped queries the output peer's IStream (failing
+// the pause with that HRESULT when there is none), numbers the connected
+// inputs in the order they connected (stream 0 = first connected) and writes
+// the header block. Samples are written in arrival order (capture
+// interleaving); a video sample whose time stamp lies whole frame slots
+// after the previous one leaves zero-length entries for the missing slots.
+// Stop waits for Receive calls in progress, writes the indexes and final
+// headers, and calls IStream::Commit. A failed write is returned from
+// Receive, sent as EC_ERRORABORT once, and refuses every later sample.
+//
+// Interfaces: IBaseFilter, IConfigAviMux, IConfigInterleaving (all modes are
+// accepted and recorded; samples are always written in arrival order),
+// IMediaSeeking (progress only: current position and duration).
+//
+// Threads: the graph calls the filter and pin methods under the filter lock;
+// the upstream streaming threads call Receive/EndOfStream, which write under
+// the write lock (never the filter lock). Stop holds the filter lock, lets
+// the inputs wait for their Receive calls, then finishes the file under the
+// write lock.
+#pragma once
+
+#include <windows.h>
+#include <strmif.h>
+
+#include <memory>
+#include <vector>
+
+#include "framework/BaseFilter.h"
+#include "framework/CritSec.h"
+#include "mux/AviLayoutWriter.h"
+#include "mux/AviMuxInputPin.h"
+#include "mux/AviMuxOutputPin.h"
+#include "mux/StreamSink.h"
+
+class CAviMux : public CBaseFilter, public IConfigAviMux, public IConfigInterleaving, public IMediaSeeking {
+public:
+    // The class factory's entry (TAV_PACK_CLASS).
+    static HRESULT Create(IUnknown* pOuter, REFIID riid, void** ppv);
+
+    CAviMux(IUnknown* pOuter, HRESULT* phr);
+    ~CAviMux() override;
+
+    DECLARE_IUNKNOWN
+    HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+
+    int GetPinCount() override;
+    CBasePin* GetPin(int n) override;
+
+    HRESULT STDMETHODCALLTYPE Stop() override;
+    HRESULT STDMETHODCALLTYPE Pause() override;
+
+    // IConfigAviMux
+    HRESULT STDMETHODCALLTYPE SetMasterStream(LONG iStream) override;
+    HRESULT STDMETHODCALLTYPE GetMasterStream(LONG* pStream) override;
+    HRESULT STDMETHODCALLTYPE SetOutputCompatibilityIndex(BOOL fOldIndex) override;
+    HRESULT STDMETHODCALLTYPE GetOutputCompatibilityIndex(BOOL* pfOldIndex) override;
+
+    // IConfigInterleaving
+    HRESULT STDMETHODCALLTYPE put_Mode(InterleavingMode mode) override;
+    HRESULT STDMETHODCALLTYPE get_Mode(InterleavingMode* pMode) override;
+    HRESULT STDMETHODCALLTYPE put_Interleaving(const REFERENCE_TIME* prtInterleave,
+                                               const REFERENCE_TIME* prtPreroll) override;
+    HRESULT STDMETHODCALLTYPE get_Interleaving(REFERENCE_TIME* prtInterleave, REFERENCE_TIME* prtPreroll) override;
+
+    // IMediaSeeking
+    HRESULT STDMETHODCALLTYPE GetCapabilities(DWORD* pCapabilities) override;
+    HRESULT STDMETHODCALLTYPE CheckCapabilities(DWORD* pCapabilities) override;
+    HRESULT STDMETHODCALLTYPE IsFormatSupported(const GUID* pFormat) override;
+    HRESULT STDMETHODCALLTYPE QueryPreferredFormat(GUID* pFormat) override;
+    HRESULT STDMETHODCALLTYPE GetTimeFormat(GUID* pFormat) override;
+    HRESULT STDMETHODCALLTYPE IsUsingTimeFormat(const GUID* pFormat) override;
+    HRESULT STDMETHODCALLTYPE SetTimeFormat(const GUID* pFormat) override;
+    HRESULT STDMETHODCALLTYPE GetDuration(LONGLONG* pDuration) override;
+    HRESULT STDMETHODCALLTYPE GetStopPosition(LONGLONG* pStop) override;
+    HRESULT STDMETHODCALLTYPE GetCurrentPosition(LONGLONG* pCurrent) override;
+    HRESULT STDMETHODCALLTYPE ConvertTimeFormat(LONGLONG* pTarget, const GUID* pTargetFormat, LONGLONG Source,
+                                                const GUID* pSourceFormat) override;
+    HRESULT STDMETHODCALLTYPE SetPositions(LONGLONG* pCurrent, DWORD dwCurrentFlags, LONGLONG* pStop,
+                                           DWORD dwStopFlags) override;
+    HRESULT STDMETHODCALLTYPE GetPositions(LONGLONG* pCurrent, LONGLONG* pStop) override;
+    HRESULT STDMETHODCALLTYPE GetAvailable(LONGLONG* pEarliest, LONGLONG* pLatest) override;
+    HRESULT STDMETHODCALLTYPE SetRate(double dRate) override;
+    HRESULT STDMETHODCALLTYPE GetRate(double* pdRate) override;
+    HRESULT STDMETHODCALLTYPE GetPreroll(LONGLONG* pllPreroll) override;
+
+    // From the input pins.
+    void OnInputConnected(CAviMuxInputPin* pPin);          // filter lock held
+    HRESULT WriteSample(CAviMuxInputPin* pPin, IMediaSample* pSample);  // streaming thread
+    HRESULT InputEndOfStream();                            // streaming thread
+
+    // Layout options for the next recording (tests use a small RIFF limit).
+    void SetLayoutOptions(const AviLayoutOptions& options) { m_layoutOptions = options; }
+
+private:
+    HRESULT StartWriting();
+    HRESULT FinishWriting();
+    void ReportError(HRESULT hr);
+    std::vector<CAviMuxInputPin*> ConnectedInputsInOrder();
+
+    CCritSec m_csFilter;
+    CCritSec m_csWrite;  // the layout writer, the sink and the progress fields
+    std::unique_ptr<CAviMuxOutputPin> m_pOutput;
+    std::vector<std::unique_ptr<CAviMuxInputPin>> m_inputs;
+    LONG m_nConnections = 0;
+
+    // Settings.
+    LONG m_nMasterStream = -1;
+    BOOL m_bCompatibilityIndex = TRUE;
+    InterleavingMode m_mode = INTERLEAVE_CAPTURE;
+    REFERENCE_TIME m_rtInterleave = 10000000;
+    REFERENCE_TIME m_rtPreroll = 0;
+    GUID m_timeFormat;
+    AviLayoutOptions m_layoutOptions;
+
+    // One recording, from Pause to Stop (under m_csWrite).
+    std::unique_ptr<StreamSink> m_pSink;
+    std::unique_ptr<AviLayoutWriter> m_pLayout;
+    std::vector<CAviMuxInputPin*> m_streams;
+    bool m_bErrorReported = false;
+    bool m_bEndOfStreamSent = false;
+    REFERENCE_TIME m_rtPosition = 0;
+};
