@@ -36,13 +36,16 @@ class ExclusiveLock {
   ~ExclusiveLock() { ReleaseSRWLockExclusive(&g_lock); }
 };
 
+// The exit handler. At process exit other threads have been cut off, perhaps
+// inside the lock: then the tables are left to the system rather than waited for.
 void DestroyTables() {
-  ExclusiveLock lock;
+  if (!TryAcquireSRWLockExclusive(&g_lock)) return;
   delete g_pEngines;
   delete g_pModules;
   g_pEngines = nullptr;
   g_pModules = nullptr;
   g_nTablesMade.fetch_and(~(kEnginesMade | kModulesMade));
+  ReleaseSRWLockExclusive(&g_lock);
 }
 
 // Called with the exclusive lock held.

@@ -114,17 +114,24 @@ TEST_F(Layout, Kind5AddsNestingLevelAndModuleNames) {
 
 TEST_F(Layout, LineIdIsThreadShifted44PlusLow18BitsOfTheFirstLinesTime) {
   Attach(4);
+  const __time64_t before = _time64(nullptr);
   TavLogWrite(kEngine, 1, 0, "A", L"one");
-  Sleep(1100);  // a later second: the ID still carries the first line's time
   TavLogWrite(kEngine, 1, 0, "A", L"two");
+  DWORD otherThread = 0;
+  std::thread other([&] {
+    otherThread = GetCurrentThreadId();
+    TavLogWrite(kEngine, 1, 0, "B", L"three");
+  });
+  other.join();
+  const __time64_t after = _time64(nullptr);
   auto texts = lines.Texts();
-  ASSERT_EQ(texts.size(), 2u);
-  const std::wstring id1 = texts[0].substr(0, texts[0].find(L'}') + 1);
-  const std::wstring id2 = texts[1].substr(0, texts[1].find(L'}') + 1);
-  EXPECT_EQ(id1, id2);
-  const uint64_t lineId = std::stoull(id1.substr(1), nullptr, 16);
-  EXPECT_EQ(lineId >> 44, GetCurrentThreadId() & 0xFFFFFu);
-  EXPECT_EQ((lineId >> 18) & ((1ull << 26) - 1), 0u);  // only 18 bits of time
+  ASSERT_EQ(texts.size(), 3u);
+  auto idOf = [](const std::wstring& text) { return std::stoull(text.substr(1, text.find(L'}') - 1), nullptr, 16); };
+  EXPECT_EQ(idOf(texts[0]), idOf(texts[1]));  // one ID per thread and engine
+  EXPECT_TRUE(LineIdFitsThread(idOf(texts[0]), GetCurrentThreadId(), before, after));
+  EXPECT_TRUE(LineIdFitsThread(idOf(texts[2]), otherThread, before, after));
+  EXPECT_NE(idOf(texts[0]), idOf(texts[2]));
+  EXPECT_EQ((idOf(texts[0]) >> 18) & ((1ull << 26) - 1), 0u);  // only 18 bits of time
 }
 
 TEST_F(Layout, FirstLineOfAThreadHasNL0AndLaterLinesNLMinus1) {
