@@ -1,0 +1,217 @@
+// The five hand-over exports. They run on the host's acquisition thread(s):
+// each takes the main mutex "AviWrt_MainMutex", waits (10 s at most) until
+// the source pin's streaming thread wants data, hands the data to the filter,
+// wakes the pin and waits (10 s at most) until the pin has copied it.
+#include "TavMovieMaker.h"
+#include "api/ExportGuard.h"
+#include "api/SourceFilters.h"
+#include "api/WriterRegistry.h"
+#include "framework/Source.h"
+#include "log/Trace.h"
+#include "writer/CAviWriter.h"
+
+namespace {
+
+const wchar_t kFile[] = L".\\TavMovieMaker";
+const DWORD kHandOverWaitMs = 10000;
+const HRESULT kTimeOut = TAVMM_E_TIMEOUT;
+const ULONGLONG kNoNumber = ~0ULL;
+
+// What differs between the video and the audio hand-over.
+struct HandOverKind {
+  const char* function;
+  const wchar_t* enterText;
+  const wchar_t* leaveText;
+  HANDLE CAviWriter::*bufferReady;
+  const wchar_t* readyEnterText;
+  const wchar_t* readyTimeOutText;
+  const wchar_t* readyLeaveText;
+  HRESULT (CAviWriter::*add)(BYTE*, int, ULONGLONG);
+  HRESULT (CAviWriter::*add2)(BYTE*, int, ULONGLONG, ULONGLONG);
+  const wchar_t* addText;
+  HANDLE CAviWriter::*dataReady;
+  const wchar_t* setEnterText;
+  const wchar_t* setLeaveText;
+  HANDLE CAviWriter::*bufferDone;
+  const wchar_t* doneEnterText;
+  const wchar_t* doneTimeOutText;
+  const wchar_t* doneLeaveText;
+};
+
+const HandOverKind kVideo = {
+    "TavMovieMakerAddMovieFrame2",
+    L"TavMovieMakerAddMovieFrame2 -> Enter",
+    L"TavMovieMakerAddMovieFrame2 -> Leave",
+    &CAviWriter::m_hEventBufferReady,
+    L"WaitForSingleObject->Enter m_hEventBufferReady",
+    L"WaitForSingleObject, m_hEventBufferReady WAIT_TIMEOUT ",
+    L"WaitForSingleObject->Leave m_hEventBufferReady",
+    &CAviWriter::AddMovieFrame,
+    &CAviWriter::AddMovieFrame2,
+    L"pAviWriter->AddMovieFrame",
+    &CAviWriter::m_hEventFrameReady,
+    L"SetEvent->Enter m_hEventFrameReady",
+    L"SetEvent->Leave m_hEventFrameReady",
+    &CAviWriter::m_hEventBufferDone,
+    L"WaitForSingleObject->Enter m_hEventBufferDone",
+    L"WaitForSingleObject, m_hEventBufferDone WAIT_TIMEOUT ",
+    L"WaitForSingleObject->Leave m_hEventBufferDone",
+};
+
+// The audio texts keep the video wording where they always had it, and the
+// Enter trace names "m_hAudioEventBufferReady".
+const HandOverKind kAudio = {
+    "TavMovieMakerAddAudioSample2",
+    L"TavMovieMakerAddAudioSample2 -> Enter",
+    L"TavMovieMakerAddAudioSample2 -> Leave",
+    &CAviWriter::m_hEventAudioBufferReady,
+    L"WaitForSingleObject->Enter m_hAudioEventBufferReady",
+    L"WaitForSingleObject, m_hEventAudioBufferReady WAIT_TIMEOUT ",
+    L"WaitForSingleObject->Leave m_hEventAudioBufferReady",
+    &CAviWriter::AddAudioSample,
+    &CAviWriter::AddAudioSample2,
+    L"pAviWriter->AddMovieSample",
+    &CAviWriter::m_hEventSampleReady,
+    L"SetEvent->Enter m_hEventSampleReady",
+    L"SetEvent->Leave m_hEventSampleReady",
+    &CAviWriter::m_hEventAudioBufferDone,
+    L"WaitForSingleObject->Enter m_hEventAudioBufferDone",
+    L"WaitForSingleObject, m_hEventAudioBufferDone WAIT_TIMEOUT ",
+    L"WaitForSingleObject->Leave m_hEventAudioBufferDone",
+};
+
+// After a time-out: the stream's stored error when negative, else -1234.
+HRESULT TimeOutResult() {
+  HRESULT hr = RawFrameSource()->TakeStreamError();
+  return hr < 0 ? hr : kTimeOut;
+}
+
+// The first frame or sample after StartMovieRecord stops the graph, builds
+// it and runs it. On failure m_bStartPending stays set, so the next call
+// tries again.
+HRESULT StartPendingGraph(CAviWriter* writer) {
+  IMediaControlPtr control(writer->m_pGraph);
+  if (control == nullptr) return S_OK;
+  HRESULT hr = control->Stop();
+  if (SUCCEEDED(hr)) hr = writer->MakeCaptureGraph();
+  if (SUCCEEDED(hr)) hr = control->Run();
+  if (FAILED(hr)) {
+    ReleaseMutex(writer->m_hMainMutex);  // not owned yet; the failure is of no concern
+    return hr;
+  }
+  writer->m_bStartPending = false;
+  return S_OK;
+}
+
+// Waits up to 10 s on one of the writer's events, with its three traces.
+bool WaitLogged(const HandOverKind& kind, HANDLE event, const wchar_t* enter, const wchar_t* timeOut,
+                const wchar_t* leave) {
+  TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, enter);
+  if (WaitForSingleObject(event, kHandOverWaitMs) == WAIT_TIMEOUT) {
+    TAV_LOG(kFile, kind.function, LOG_SEV_ERROR, 0, timeOut);
+    return false;
+  }
+  TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, leave);
+  return true;
+}
+
+HRESULT HandOver(const HandOverKind& kind, int id, void* pData, unsigned size, ULONGLONG time, ULONGLONG number) {
+  TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, kind.enterText);
+  HRESULT stored = RawFrameSource()->TakeStreamError();
+  if (stored < 0) return stored;
+  if (id == 0) {
+    TAV_LOG(kFile, kind.function, LOG_SEV_ERROR, 0, L"AddMovieFrame() bad ID");
+    return E_FAIL;
+  }
+  g_pAviWriter->LoadParam(id);
+  CAviWriter* writer = g_pAviWriter;
+  if (!pData) {
+    TAV_LOG(kFile, kind.function, LOG_SEV_ERROR, 0, L"AddMovieFrame() bad pData");
+    return E_FAIL;
+  }
+  if (size == 0) {
+    TAV_LOG(kFile, kind.function, LOG_SEV_ERROR, 0, L"AddMovieFrame() bad size");
+    return E_FAIL;
+  }
+  if (writer->m_bStartPending) {
+    HRESULT hr = StartPendingGraph(writer);
+    if (FAILED(hr)) return hr;
+  }
+
+  TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0,
+          L"WaitForSingleObject->Enter m_hMainMutex : TavMovieMakerAddMovieFrame");
+  WaitForSingleObject(writer->m_hMainMutex, INFINITE);
+  TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0,
+          L"WaitForSingleObject->Leave m_hMainMutex : TavMovieMakerAddMovieFrame");
+  // A time-out returns still owning the mutex, on purpose: this thread may
+  // go on, any other blocks above.
+  if (!WaitLogged(kind, writer->*kind.bufferReady, kind.readyEnterText, kind.readyTimeOutText,
+                  kind.readyLeaveText))
+    return TimeOutResult();
+
+  BYTE* data = static_cast<BYTE*>(pData);
+  if (number == kNoNumber)
+    (writer->*kind.add)(data, static_cast<int>(size), time);
+  else
+    (writer->*kind.add2)(data, static_cast<int>(size), time, number);
+  TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, kind.addText);
+
+  TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, kind.setEnterText);
+  SetEvent(writer->*kind.dataReady);
+  TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, kind.setLeaveText);
+
+  if (!WaitLogged(kind, writer->*kind.bufferDone, kind.doneEnterText, kind.doneTimeOutText, kind.doneLeaveText))
+    return TimeOutResult();
+  ReleaseMutex(writer->m_hMainMutex);
+  TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, kind.leaveText);
+  return S_OK;
+}
+
+// A break frame only marks the filters: no mutex, no event.
+HRESULT BreakFrame(int id) {
+  const char* function = "TavMovieMakerAddBreakFrame";
+  TAV_LOG(kFile, function, LOG_SEV_TRACE, 0, L"TavMovieMakerAddBreakFrame -> Enter");
+  HRESULT hr = RawFrameSource()->TakeStreamError();
+  if (hr < 0) return hr;
+  if (id == 0) {
+    TAV_LOG(kFile, function, LOG_SEV_ERROR, 0, L"AddMovieFrame() bad ID");
+    return E_FAIL;
+  }
+  g_pAviWriter->LoadParam(id);
+  CAviWriter* writer = g_pAviWriter;
+  hr = writer->AddMovieFrame2(nullptr, 0, 0, 0);
+  if (writer->m_pAudioSource != nullptr) hr = writer->AddAudioSample2(nullptr, 0, 0, 0);
+  // The format text stands as it always has ("%0x" and a literal "08X").
+  TAV_LOG(kFile, function, LOG_SEV_TRACE, 0, L"TavMovieMakerAddBreakFrame -> Leave, hrSrc=%0x08X",
+          static_cast<unsigned>(hr));
+  return hr;
+}
+
+}  // namespace
+
+extern "C" HRESULT TavMovieMakerAddMovieFrame2(int id, void* pData, unsigned int size, long long frameTime,
+                                               long long frameNumber) {
+  return GuardExport(kVideo.function, [&] {
+    return HandOver(kVideo, id, pData, size, static_cast<ULONGLONG>(frameTime), static_cast<ULONGLONG>(frameNumber));
+  });
+}
+
+extern "C" HRESULT TavMovieMakerAddMovieFrame(int id, void* pData, unsigned int size, long long frameTime) {
+  return TavMovieMakerAddMovieFrame2(id, pData, size, frameTime, -1);
+}
+
+extern "C" HRESULT TavMovieMakerAddAudioSample2(int id, void* pData, unsigned int size, long long sampleTime,
+                                                long long sampleNumber) {
+  return GuardExport(kAudio.function, [&] {
+    return HandOver(kAudio, id, pData, size, static_cast<ULONGLONG>(sampleTime),
+                    static_cast<ULONGLONG>(sampleNumber));
+  });
+}
+
+extern "C" HRESULT TavMovieMakerAddAudioSample(int id, void* pData, unsigned int size, long long sampleTime) {
+  return TavMovieMakerAddAudioSample2(id, pData, size, sampleTime, -1);
+}
+
+extern "C" HRESULT TavMovieMakerAddBreakFrame(int id) {
+  return GuardExport("TavMovieMakerAddBreakFrame", [&] { return BreakFrame(id); });
+}
