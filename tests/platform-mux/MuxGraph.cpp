@@ -1,0 +1,82 @@
+#include "MuxGraph.h"
+
+#include <gtest/gtest.h>
+#include <uuids.h>
+
+MuxGraph::MuxGraph() {
+    EXPECT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
+                               reinterpret_cast<void**>(&graph)),
+              S_OK);
+    graph->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(&control));
+    graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(&events));
+    EXPECT_EQ(CAviMux::Create(nullptr, IID_IBaseFilter, reinterpret_cast<void**>(&mux)), S_OK);
+    muxObject = static_cast<CAviMux*>(mux);
+    EXPECT_EQ(graph->AddFilter(mux, L"AVI Mux"), S_OK);
+}
+
+MuxGraph::~MuxGraph() {
+    if (control) {
+        control->Stop();
+        control->Release();
+    }
+    if (events) events->Release();
+    if (graph) graph->Release();
+    if (mux) mux->Release();
+    if (sink) sink->Release();
+    for (int i = 0; i < sourceCount_; ++i) sources_[i]->Release();
+}
+
+void MuxGraph::AddSink(const std::wstring& file, bool offerStream) {
+    sink = TestStreamSink::Create(file, offerStream);
+    EXPECT_EQ(graph->AddFilter(sink, L"File Writer"), S_OK);
+}
+
+TestPushSource* MuxGraph::AddSource(const AM_MEDIA_TYPE& mt, long bufferSize, const wchar_t* name) {
+    TestPushSource* source = TestPushSource::Create(mt, bufferSize);
+    sources_[sourceCount_++] = source;
+    EXPECT_EQ(graph->AddFilter(source, name), S_OK);
+    return source;
+}
+
+IPin* MuxGraph::MuxPin(const wchar_t* id) {
+    IPin* pin = nullptr;
+    mux->FindPin(id, &pin);
+    return pin;
+}
+
+HRESULT MuxGraph::ConnectSourceToMux(TestPushSource* source) {
+    // The first unconnected input, as a graph builder would find it.
+    IEnumPins* pins = nullptr;
+    mux->EnumPins(&pins);
+    IPin* pin = nullptr;
+    HRESULT hr = E_FAIL;
+    while (pins->Next(1, &pin, nullptr) == S_OK) {
+        PIN_DIRECTION dir;
+        pin->QueryDirection(&dir);
+        IPin* peer = nullptr;
+        bool free = pin->ConnectedTo(&peer) == VFW_E_NOT_CONNECTED;
+        if (peer) peer->Release();
+        if (dir == PINDIR_INPUT && free) {
+            hr = graph->ConnectDirect(source->OutputPin(), pin, nullptr);
+            pin->Release();
+            break;
+        }
+        pin->Release();
+    }
+    pins->Release();
+    return hr;
+}
+
+HRESULT MuxGraph::ConnectMuxToSink() {
+    IPin* out = MuxPin(L"AVI Out");
+    HRESULT hr = graph->ConnectDirect(out, sink->InputPin(), nullptr);
+    out->Release();
+    return hr;
+}
+
+bool MuxGraph::NextEvent(long* code, LONG_PTR* param1, DWORD timeoutMs) {
+    LONG_PTR param2 = 0;
+    if (events->GetEvent(code, param1, &param2, timeoutMs) != S_OK) return false;
+    events->FreeEventParams(*code, *param1, param2);
+    return true;
+}

@@ -1,0 +1,39 @@
+// A recording graph for the mux tests: Wine's filter graph manager holding
+// test sources, the pack's AVI Mux (created directly, not through the
+// registry) and a test sink.
+#pragma once
+
+#include <windows.h>
+#include <control.h>
+#include <strmif.h>
+
+#include <string>
+
+#include "TestPushSource.h"
+#include "TestStreamSink.h"
+#include "mux/AviMux.h"
+
+class MuxGraph {
+public:
+    MuxGraph();
+    ~MuxGraph();
+
+    IGraphBuilder* graph = nullptr;
+    IMediaControl* control = nullptr;
+    IMediaEvent* events = nullptr;
+    IBaseFilter* mux = nullptr;
+    CAviMux* muxObject = nullptr;
+    TestStreamSink* sink = nullptr;
+
+    void AddSink(const std::wstring& file, bool offerStream = true);
+    TestPushSource* AddSource(const AM_MEDIA_TYPE& mt, long bufferSize, const wchar_t* name);
+    HRESULT ConnectSourceToMux(TestPushSource* source);  // to the first free input
+    HRESULT ConnectMuxToSink();
+    IPin* MuxPin(const wchar_t* id);  // counted reference, or null
+    // The next event within timeoutMs: true and its code/param1, or false.
+    bool NextEvent(long* code, LONG_PTR* param1, DWORD timeoutMs);
+
+private:
+    TestPushSource* sources_[4] = {};
+    int sourceCount_ = 0;
+};
