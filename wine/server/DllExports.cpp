@@ -1,5 +1,6 @@
 // Entry points of TavPlatformPack.dll: the four COM server exports.
 
+#include "framework/BaseObject.h"
 #include "server/ClassFactory.h"
 #include "server/PackClasses.h"
 #include "server/PackRegistry.h"
@@ -52,7 +53,9 @@ extern "C" HRESULT __stdcall DllGetClassObject(REFCLSID clsid, REFIID riid, void
 
 extern "C" HRESULT __stdcall DllCanUnloadNow()
 {
-    return tavpack::PackCanUnload() ? S_OK : S_FALSE;
+    // Filters, pins and enumerators count themselves as framework objects;
+    // class factories and LockServer count in the pack's own counter.
+    return tavpack::PackCanUnload() && CBaseObject::ObjectsActive() == 0 ? S_OK : S_FALSE;
 }
 
 extern "C" HRESULT __stdcall DllRegisterServer()

@@ -10,9 +10,10 @@
 // DLL. Registration happens during static initialisation (loader lock held),
 // so the list never allocates and never calls into other DLLs.
 //
-// Objects created through the pack count themselves with
-// PackObjectCreated()/PackObjectDestroyed() (constructor/destructor) so that
-// DllCanUnloadNow answers S_OK only when none is alive.
+// DllCanUnloadNow answers S_OK only when no object of the pack is alive:
+// framework objects (CBaseObject: filters, pins, enumerators) are counted by
+// the framework; anything else the pack hands out counts itself with
+// PackObjectCreated()/PackObjectDestroyed() (constructor/destructor).
 
 #include <windows.h>
 #include <unknwn.h>
