@@ -1,0 +1,139 @@
+// Recording control: StartMovieRecord, StopMovieRecord, SetAudioStream.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "tests/api/MovieCheck.h"
+#include "tests/api/MovieMakerDll.h"
+#include "tests/common/UnixTools.h"
+
+namespace tavtest {
+namespace {
+
+const HRESULT kFail = static_cast<HRESULT>(0x80004005);
+
+class RecordControl : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(dll.ok());
+    dll.CatchLog();
+  }
+  int SetUpWriter(int width = 16, int height = 8) {
+    int id = 0;
+    EXPECT_EQ(dll.InitEx(width, height, 25.0, nullptr, &id), S_OK);
+    dll.TakeLines();
+    return id;
+  }
+  MovieMakerDll dll;
+  std::wstring dir = MakeTempDir();
+};
+
+TEST_F(RecordControl, StartWithIdZeroFails) {
+  SetUpWriter();
+  std::wstring movie = dir + L"zero.avi";
+  EXPECT_EQ(dll.StartMovieRecord(0, movie.c_str()), kFail);
+  EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerStartMovieRecord -> Enter"),
+                                                          Error(L"StartMovieRecord() bad ID")}));
+}
+
+TEST_F(RecordControl, StartDoesNotRunTheGraphTheFirstFrameDoes) {
+  int id = SetUpWriter();
+  std::wstring movie = dir + L"start.avi";
+  ASSERT_EQ(dll.StartMovieRecord(id, movie.c_str()), S_OK);
+  std::vector<std::wstring> start = dll.TakeLines();
+  EXPECT_EQ(start.front(), Trace(L"TavMovieMakerStartMovieRecord -> Enter"));
+  EXPECT_EQ(start.back(), Trace(L"TavMovieMakerStartMovieRecord -> Leave"));
+  EXPECT_TRUE(InOrder(start, {Trace(L"CAviWriter::LoadParam -> Enter"), Trace(L"CAviWriter::InitParam2 -> Enter")}));
+  EXPECT_EQ(Count(start, Trace(L"CAviWriter::MakeCaptureGraph -> Enter")), 0) << Dump(start);
+  EXPECT_EQ(FileSize(movie), -1) << "nothing written before the first frame";
+
+  std::vector<unsigned char> frame(16 * 8 * 3, 0x11);
+  ASSERT_EQ(dll.AddMovieFrame2(id, frame.data(), static_cast<unsigned>(frame.size()), 0, 0), S_OK);
+  std::vector<std::wstring> first = dll.TakeLines();
+  EXPECT_TRUE(InOrder(first, {Trace(L"TavMovieMakerAddMovieFrame2 -> Enter"), Trace(L"CAviWriter::MakeCaptureGraph -> Enter"),
+                              Trace(L"CAviWriter::MakeCaptureGraph -> Leave"),
+                              Trace(L"WaitForSingleObject->Enter m_hMainMutex : TavMovieMakerAddMovieFrame"),
+                              Trace(L"TavMovieMakerAddMovieFrame2 -> Leave")}))
+      << Dump(first);
+  ASSERT_EQ(dll.AddMovieFrame2(id, frame.data(), static_cast<unsigned>(frame.size()), 400000, 1), S_OK);
+  EXPECT_EQ(Count(dll.TakeLines(), Trace(L"CAviWriter::MakeCaptureGraph -> Enter")), 0) << "built once";
+
+  EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
+  std::vector<std::wstring> stop = dll.TakeLines();
+  EXPECT_TRUE(InOrder(stop, {Trace(L"TavMovieMakerStopMovieRecord -> Enter"), Trace(L"CAviWriter::ReleaseFilterData -> Enter"),
+                             Trace(L"CAviWriter::StopRecord -> Enter"), Trace(L"CAviWriter::StopRecord -> Leave"),
+                             Trace(L"CAviWriter::EmptyGraph -> Enter"), Trace(L"CAviWriter::EmptyGraph -> Leave"),
+                             Trace(L"TavMovieMakerStopMovieRecord -> Leave")}))
+      << Dump(stop);
+  EXPECT_EQ(ProbeStream(movie, "v:0")["nb_frames"], "2");
+}
+
+TEST_F(RecordControl, StopWithIdZeroFails) {
+  SetUpWriter();
+  EXPECT_EQ(dll.StopMovieRecord(0), kFail);
+  EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerStopMovieRecord -> Enter"),
+                                                          Error(L"StopMovieRecord() bad ID")}));
+}
+
+TEST_F(RecordControl, SetAudioStreamLogsEveryLineAtError) {
+  int id = SetUpWriter();
+  EXPECT_EQ(dll.SetAudioStream(id, 16), S_OK);
+  std::vector<std::wstring> lines = dll.TakeLines();
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.front(), Error(L"SetAudioStream() -> Enter"));
+  EXPECT_EQ(lines.back(), Error(L"SetAudioStream() -> Leave"));
+  EXPECT_TRUE(InOrder(lines, {Error(L"SetAudioStream() -> Enter"), Trace(L"CAviWriter::LoadParam -> Enter"),
+                              Trace(L"TavMovieMakerGetAudioCompressors -> Enter"), Error(L"SetAudioStream() -> Leave")}))
+      << Dump(lines);
+}
+
+TEST_F(RecordControl, SecondSetAudioStreamForAnyIdReturnsOkWithoutChange) {
+  int id = SetUpWriter();
+  ASSERT_EQ(dll.SetAudioStream(id, 16), S_OK);
+  dll.TakeLines();
+  const std::vector<std::wstring> again = {Error(L"SetAudioStream() -> Enter"),
+                                           Error(L"SetAudioStream() AudioSource already exists")};
+  EXPECT_EQ(dll.SetAudioStream(id, 24), S_OK);
+  EXPECT_EQ(dll.TakeLines(), again);
+  EXPECT_EQ(dll.SetAudioStream(0, 16), S_OK);
+  EXPECT_EQ(dll.TakeLines(), again);
+  EXPECT_EQ(dll.SetAudioStream(99, 16), S_OK);
+  EXPECT_EQ(dll.TakeLines(), again);
+}
+
+TEST_F(RecordControl, SetAudioStreamWithIdZeroFails) {
+  SetUpWriter();
+  EXPECT_EQ(dll.SetAudioStream(0, 16), kFail);
+  EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Error(L"SetAudioStream() -> Enter"),
+                                                          Error(L"SetAudioStream() bad ID")}));
+}
+
+// StartMovieRecord leaves SampleReady as it is. An audio block handed in
+// before the recording times out with SampleReady set and nobody to take it;
+// after Start the audio pin takes that stale signal for a block, so the movie
+// holds one audio block more than was handed in while recording.
+TEST_F(RecordControl, StartKeepsSampleReadyAsItWas) {
+  int id = SetUpWriter();
+  ASSERT_EQ(dll.SetAudioStream(id, 16), S_OK);
+  std::vector<unsigned char> block(7680, 0);  // 1920 stereo 16-bit frames: one frame at 25 fps
+  EXPECT_EQ(dll.AddAudioSample2(id, block.data(), 7680, 0, 0), static_cast<HRESULT>(-1234));
+  std::wstring movie = dir + L"stale.avi";
+  ASSERT_EQ(dll.StartMovieRecord(id, movie.c_str()), S_OK);
+  std::vector<unsigned char> frame(16 * 8 * 3, 0x22);
+  const int kFrames = 5;
+  for (int n = 0; n < kFrames; ++n) {
+    ASSERT_EQ(dll.AddMovieFrame2(id, frame.data(), static_cast<unsigned>(frame.size()), n * 400000LL, n), S_OK);
+    ASSERT_EQ(dll.AddAudioSample2(id, block.data(), 7680, n * 400000LL, n), S_OK);
+  }
+  // The stale signal puts the audio calls one block ahead of the pin: give it
+  // time to copy the last block before the stop wakes it.
+  Sleep(1000);
+  ASSERT_EQ(dll.StopMovieRecord(id), S_OK);
+  std::vector<Packet> audio = ProbePackets(movie, "a:0");
+  long long bytes = 0;
+  for (const Packet& p : audio) bytes += p.size;
+  EXPECT_EQ(bytes, 7680LL * (kFrames + 1));
+}
+
+}  // namespace
+}  // namespace tavtest
