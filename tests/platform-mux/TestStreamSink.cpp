@@ -37,19 +37,22 @@ HRESULT STDMETHODCALLTYPE TestSinkPin::Write(const void* pv, ULONG cb, ULONG* pc
     if (m_pSink->m_hFile == INVALID_HANDLE_VALUE) return E_UNEXPECTED;
     if (m_pSink->m_nByteBudget >= 0 && m_pSink->m_nBytesWritten + cb > m_pSink->m_nByteBudget)
         return STG_E_MEDIUMFULL;
-    bool skip = false;
-    if (m_pSink->m_bSkipZeroBlocks && cb >= 65536) {
-        const auto* words = static_cast<const unsigned long long*>(pv);
-        skip = true;
-        for (ULONG i = 0; i < cb / 8 && skip; ++i) skip = words[i] == 0;
-        for (ULONG i = cb / 8 * 8; i < cb && skip; ++i) skip = static_cast<const char*>(pv)[i] == 0;
-    }
-    if (!skip) {
-        LARGE_INTEGER at;
-        at.QuadPart = static_cast<LONGLONG>(m_pSink->m_nPosition);
-        if (!SetFilePointerEx(m_pSink->m_hFile, at, nullptr, FILE_BEGIN)) return HRESULT_FROM_WIN32(GetLastError());
-        DWORD written = 0;
-        if (!WriteFile(m_pSink->m_hFile, pv, cb, &written, nullptr)) return HRESULT_FROM_WIN32(GetLastError());
+    // Pieces of 64 KB that hold only zeros are left as holes when asked.
+    const char* bytes = static_cast<const char*>(pv);
+    const ULONG piece = m_pSink->m_bSkipZeroBlocks ? 65536 : cb;
+    for (ULONG done = 0; done < cb;) {
+        ULONG n = cb - done < piece ? cb - done : piece;
+        bool zeros = m_pSink->m_bSkipZeroBlocks && n == piece;
+        for (ULONG i = 0; zeros && i < n / 8; ++i) zeros = reinterpret_cast<const unsigned long long*>(bytes + done)[i] == 0;
+        if (!zeros) {
+            LARGE_INTEGER at;
+            at.QuadPart = static_cast<LONGLONG>(m_pSink->m_nPosition + done);
+            if (!SetFilePointerEx(m_pSink->m_hFile, at, nullptr, FILE_BEGIN)) return HRESULT_FROM_WIN32(GetLastError());
+            DWORD written = 0;
+            if (!WriteFile(m_pSink->m_hFile, bytes + done, n, &written, nullptr))
+                return HRESULT_FROM_WIN32(GetLastError());
+        }
+        done += n;
     }
     m_pSink->m_nPosition += cb;
     m_pSink->m_nBytesWritten += cb;
