@@ -113,3 +113,14 @@ TEST(AcmFormats, RecognisesIntegerPcm)
     WAVEFORMATEX alaw = {WAVE_FORMAT_ALAW, 1, 8000, 8000, 1, 8, 0};
     EXPECT_FALSE(tavacm::IsIntegerPcm(alaw, sizeof(alaw), true));
 }
+
+TEST(AcmFormats, PcmConverterTakes24BitInput)
+{
+    const WAVEFORMATEX pcm24 = {WAVE_FORMAT_PCM, 2, 44100, 44100 * 6, 6, 24, 0};
+    const auto formats = tavacm::OutputFormats(WAVE_FORMAT_PCM, pcm24);
+    ASSERT_FALSE(formats.empty());
+    const bool has16 = std::any_of(formats.begin(), formats.end(), [](const WaveFormatBytes& f) {
+        return Header(f).nSamplesPerSec == 44100 && Header(f).wBitsPerSample == 16 && Header(f).nChannels == 2;
+    });
+    EXPECT_TRUE(has16);
+}

@@ -50,6 +50,7 @@ std::vector<AcmFormatTag> AllFormatTags()
 struct EnumContext {
     const WAVEFORMATEX* input;
     std::vector<WaveFormatBytes>* formats;
+    std::vector<WaveFormatBytes> refused;  // asked already, not convertible
 };
 
 void AddUnique(std::vector<WaveFormatBytes>& formats, WaveFormatBytes format)
@@ -61,9 +62,17 @@ void AddUnique(std::vector<WaveFormatBytes>& formats, WaveFormatBytes format)
 BOOL CALLBACK CollectFormat(HACMDRIVERID, LPACMFORMATDETAILSW details, DWORD_PTR context, DWORD)
 {
     auto* enumContext = reinterpret_cast<EnumContext*>(context);
-    const WAVEFORMATEX& format = *details->pwfx;
-    if (CanConvert(*enumContext->input, format))
-        AddUnique(*enumContext->formats, CopyFormat(format, details->cbwfx));
+    WaveFormatBytes format = CopyFormat(*details->pwfx, details->cbwfx);
+    // Several drivers enumerate the same PCM formats: ask ACM once each.
+    auto& formats = *enumContext->formats;
+    auto& refused = enumContext->refused;
+    if (std::find(formats.begin(), formats.end(), format) != formats.end() ||
+        std::find(refused.begin(), refused.end(), format) != refused.end())
+        return TRUE;
+    if (CanConvert(*enumContext->input, *reinterpret_cast<const WAVEFORMATEX*>(format.data())))
+        formats.push_back(std::move(format));
+    else
+        refused.push_back(std::move(format));
     return TRUE;
 }
 
@@ -149,7 +158,7 @@ std::vector<WaveFormatBytes> OutputFormats(WORD tag, const WAVEFORMATEX& input)
     details.dwFormatTag = tag;
     details.pwfx = enumerated;
     details.cbwfx = maxSize;
-    EnumContext context = {&input, &formats};
+    EnumContext context = {&input, &formats, {}};
     acmFormatEnumW(nullptr, &details, CollectFormat, reinterpret_cast<DWORD_PTR>(&context),
                    ACM_FORMATENUMF_WFORMATTAG);
     return formats;

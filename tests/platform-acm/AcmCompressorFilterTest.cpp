@@ -1,0 +1,445 @@
+// The compressor filter made directly and run in Wine's filter graph between
+// a test PCM source and a test sink.
+#include "tests/common/UnixTools.h"
+#include "tests/platform-acm/AcmTestSupport.h"
+#include "tests/platform-acm/TestPcmSource.h"
+#include "tests/platform-acm/TestSink.h"
+#include "wine/acm/AcmCompressorClsid.h"
+#include "wine/acm/AcmFormats.h"
+#include "wine/acm/WaveMediaType.h"
+
+#include <control.h>
+#include <uuids.h>
+#include <vfwmsgs.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+using namespace acmtest;
+
+namespace {
+
+class CompressorGraph {
+public:
+    CompressorGraph(WORD formatTag, const std::vector<BYTE>& inputFormat)
+    {
+        CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+        CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
+                         reinterpret_cast<void**>(&graph));
+        graph->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(&control));
+        source = new TestPcmSource(inputFormat);
+        source->NonDelegatingAddRef();
+        sink = new TestSink();
+        sink->NonDelegatingAddRef();
+        compressor = NewCompressor(formatTag);
+        input = PinOf(compressor, 0);
+        output = PinOf(compressor, 1);
+        output->QueryInterface(IID_IAMStreamConfig, reinterpret_cast<void**>(&config));
+        graph->AddFilter(source, L"source");
+        graph->AddFilter(compressor, L"Audio Compressor");
+        graph->AddFilter(sink, L"sink");
+    }
+    ~CompressorGraph()
+    {
+        control->Stop();
+        config->Release();
+        input->Release();
+        output->Release();
+        graph->RemoveFilter(source);
+        graph->RemoveFilter(compressor);
+        graph->RemoveFilter(sink);
+        compressor->Release();
+        source->NonDelegatingRelease();
+        sink->NonDelegatingRelease();
+        control->Release();
+        graph->Release();
+    }
+    HRESULT ConnectInput() { return graph->ConnectDirect(source->OutputPin(), input, nullptr); }
+    HRESULT ConnectOutput() { return graph->ConnectDirect(output, sink->InputPin(), nullptr); }
+
+    // Sends `seconds` of tone in blocks of 100 ms, then end of stream, and stops.
+    HRESULT Stream(double seconds, std::vector<BYTE>* sent)
+    {
+        HRESULT hr = control->Run();
+        if (FAILED(hr))
+            return hr;
+        const WAVEFORMATEX& format = Header(source->Format());
+        const size_t frames = static_cast<size_t>(seconds * format.nSamplesPerSec);
+        *sent = Tone16(source->Format(), frames);
+        const size_t block = format.nSamplesPerSec / 10 * format.nBlockAlign;
+        for (size_t offset = 0; offset < sent->size(); offset += block) {
+            const size_t size = std::min(block, sent->size() - offset);
+            const REFERENCE_TIME start = static_cast<REFERENCE_TIME>(offset / format.nBlockAlign) * 10000000 /
+                                         format.nSamplesPerSec;
+            const REFERENCE_TIME stop = static_cast<REFERENCE_TIME>((offset + size) / format.nBlockAlign) *
+                                        10000000 / format.nSamplesPerSec;
+            hr = source->Send(sent->data() + offset, size, start, stop);
+            if (hr != S_OK)
+                return hr;
+        }
+        hr = source->SendEndOfStream();
+        if (FAILED(hr))
+            return hr;
+        return control->Stop();
+    }
+
+    std::vector<BYTE> ConnectionFormat(IPin* pin)
+    {
+        AM_MEDIA_TYPE type = {};
+        if (FAILED(pin->ConnectionMediaType(&type)))
+            return std::vector<BYTE>();
+        std::vector<BYTE> format = tavacm::WaveFormatOf(type);
+        FreeMediaType(type);
+        return format;
+    }
+
+    IGraphBuilder* graph = nullptr;
+    IMediaControl* control = nullptr;
+    TestPcmSource* source = nullptr;
+    TestSink* sink = nullptr;
+    IBaseFilter* compressor = nullptr;
+    IPin* input = nullptr;
+    IPin* output = nullptr;
+    IAMStreamConfig* config = nullptr;
+};
+
+std::vector<BYTE> FormatOfType(AM_MEDIA_TYPE* type)
+{
+    std::vector<BYTE> format = tavacm::WaveFormatOf(*type);
+    DeleteMediaType(type);
+    return format;
+}
+
+}  // namespace
+
+TEST(AcmCompressorFilter, HasAnInputAndAnOutputPinWithTheirInterfaces)
+{
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    IBaseFilter* filter = NewCompressor(WAVE_FORMAT_IMA_ADPCM);
+    ASSERT_NE(filter, nullptr);
+    CLSID clsid = {};
+    EXPECT_EQ(filter->GetClassID(&clsid), S_OK);
+    EXPECT_TRUE(IsEqualCLSID(clsid, CLSID_TavAcmCompressor));
+    IPin* input = PinOf(filter, 0);
+    IPin* output = PinOf(filter, 1);
+    ASSERT_NE(input, nullptr);
+    ASSERT_NE(output, nullptr);
+    EXPECT_EQ(PinOf(filter, 2), nullptr);
+    EXPECT_EQ(PinName(input), L"Input");
+    EXPECT_EQ(PinName(output), L"Output");
+    EXPECT_EQ(PinId(input), L"In");
+    EXPECT_EQ(PinId(output), L"Out");
+    PIN_DIRECTION direction;
+    input->QueryDirection(&direction);
+    EXPECT_EQ(direction, PINDIR_INPUT);
+    output->QueryDirection(&direction);
+    EXPECT_EQ(direction, PINDIR_OUTPUT);
+
+    IUnknown* unknown = nullptr;
+    EXPECT_EQ(input->QueryInterface(IID_IMemInputPin, reinterpret_cast<void**>(&unknown)), S_OK);
+    unknown->Release();
+    EXPECT_EQ(input->QueryInterface(IID_IAMStreamConfig, reinterpret_cast<void**>(&unknown)), E_NOINTERFACE);
+    EXPECT_EQ(output->QueryInterface(IID_IAMStreamConfig, reinterpret_cast<void**>(&unknown)), S_OK);
+    unknown->Release();
+    EXPECT_EQ(filter->QueryInterface(IID_IPersistPropertyBag, reinterpret_cast<void**>(&unknown)), S_OK);
+    unknown->Release();
+
+    IPin* found = nullptr;
+    EXPECT_EQ(filter->FindPin(L"In", &found), S_OK);
+    EXPECT_EQ(found, input);
+    found->Release();
+
+    // Nothing to offer before the input is connected.
+    IAMStreamConfig* config = nullptr;
+    output->QueryInterface(IID_IAMStreamConfig, reinterpret_cast<void**>(&config));
+    int count = -1;
+    int size = -1;
+    EXPECT_EQ(config->GetNumberOfCapabilities(&count, &size), VFW_E_NOT_CONNECTED);
+    EXPECT_EQ(count, 0);
+    EXPECT_EQ(size, 52);
+    AM_MEDIA_TYPE* type = nullptr;
+    EXPECT_EQ(config->GetFormat(&type), VFW_E_NOT_CONNECTED);
+    config->Release();
+    input->Release();
+    output->Release();
+    filter->Release();
+}
+
+TEST(AcmCompressorFilter, StreamCapsFollowTheConnectedInput)
+{
+    CompressorGraph g(WAVE_FORMAT_IMA_ADPCM, Pcm16Format(44100, 2));
+    ASSERT_EQ(g.ConnectInput(), S_OK);
+    int count = 0;
+    int size = 0;
+    ASSERT_EQ(g.config->GetNumberOfCapabilities(&count, &size), S_OK);
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(size, 52);
+
+    AM_MEDIA_TYPE* type = nullptr;
+    AUDIO_STREAM_CONFIG_CAPS caps = {};
+    ASSERT_EQ(g.config->GetStreamCaps(0, &type, reinterpret_cast<BYTE*>(&caps)), S_OK);
+    EXPECT_TRUE(IsEqualGUID(type->majortype, MEDIATYPE_Audio));
+    EXPECT_TRUE(IsEqualGUID(type->formattype, FORMAT_WaveFormatEx));
+    EXPECT_TRUE(IsEqualGUID(type->subtype, tavacm::WaveSubtype(WAVE_FORMAT_IMA_ADPCM)));
+    const std::vector<BYTE> format = FormatOfType(type);
+    ASSERT_EQ(format.size(), sizeof(WAVEFORMATEX) + 2);
+    EXPECT_EQ(Header(format).wFormatTag, WAVE_FORMAT_IMA_ADPCM);
+    EXPECT_EQ(Header(format).nSamplesPerSec, 44100u);
+    EXPECT_EQ(Header(format).nChannels, 2);
+    EXPECT_EQ(Header(format).nBlockAlign, 2048);
+    EXPECT_TRUE(IsEqualGUID(caps.guid, MEDIATYPE_Audio));
+    EXPECT_EQ(caps.MinimumChannels, 2u);
+    EXPECT_EQ(caps.MaximumChannels, 2u);
+    EXPECT_EQ(caps.MinimumSampleFrequency, 44100u);
+    EXPECT_EQ(caps.MaximumSampleFrequency, 44100u);
+    EXPECT_EQ(caps.MinimumBitsPerSample, 4u);
+    EXPECT_EQ(g.config->GetStreamCaps(1, &type, reinterpret_cast<BYTE*>(&caps)), S_FALSE);
+
+    ASSERT_EQ(g.config->GetFormat(&type), S_OK);
+    EXPECT_EQ(FormatOfType(type), format);
+}
+
+TEST(AcmCompressorFilter, PcmOffersTheConverterFormatsInputFormatFirst)
+{
+    CompressorGraph g(WAVE_FORMAT_PCM, Pcm16Format(44100, 2));
+    ASSERT_EQ(g.ConnectInput(), S_OK);
+    int count = 0;
+    int size = 0;
+    ASSERT_EQ(g.config->GetNumberOfCapabilities(&count, &size), S_OK);
+    EXPECT_GT(count, 10);
+    AM_MEDIA_TYPE* type = nullptr;
+    AUDIO_STREAM_CONFIG_CAPS caps = {};
+    ASSERT_EQ(g.config->GetStreamCaps(0, &type, reinterpret_cast<BYTE*>(&caps)), S_OK);
+    EXPECT_EQ(FormatOfType(type), Pcm16Format(44100, 2));
+    bool found = false;
+    for (int i = 0; i < count; ++i) {
+        ASSERT_EQ(g.config->GetStreamCaps(i, &type, reinterpret_cast<BYTE*>(&caps)), S_OK);
+        found = found || FormatOfType(type) == Pcm16Format(22050, 1);
+    }
+    EXPECT_TRUE(found);
+}
+
+TEST(AcmCompressorFilter, SetFormatChoosesTheOutputConnection)
+{
+    CompressorGraph g(WAVE_FORMAT_PCM, Pcm16Format(44100, 2));
+    ASSERT_EQ(g.ConnectInput(), S_OK);
+    CMediaType mono;
+    tavacm::MakeWaveMediaType(Pcm16Format(22050, 1), &mono);
+    ASSERT_EQ(g.config->SetFormat(&mono), S_OK);
+    AM_MEDIA_TYPE* type = nullptr;
+    ASSERT_EQ(g.config->GetFormat(&type), S_OK);
+    EXPECT_EQ(FormatOfType(type), Pcm16Format(22050, 1));
+
+    ASSERT_EQ(g.ConnectOutput(), S_OK);
+    EXPECT_EQ(g.ConnectionFormat(g.output), Pcm16Format(22050, 1));
+
+    // Another codec's format is not this compressor's.
+    const std::vector<BYTE> alaw = {0x06, 0x00, 0x01, 0x00, 0x22, 0x56, 0x00, 0x00, 0x22, 0x56,
+                                    0x00, 0x00, 0x01, 0x00, 0x08, 0x00, 0x00, 0x00};
+    CMediaType alawType;
+    tavacm::MakeWaveMediaType(alaw, &alawType);
+    EXPECT_EQ(g.config->SetFormat(&alawType), VFW_E_INVALIDMEDIATYPE);
+}
+
+TEST(AcmCompressorFilter, SetFormatWhileConnectedReconnectsTheOutput)
+{
+    CompressorGraph g(WAVE_FORMAT_PCM, Pcm16Format(44100, 2));
+    ASSERT_EQ(g.ConnectInput(), S_OK);
+    ASSERT_EQ(g.ConnectOutput(), S_OK);
+    EXPECT_EQ(g.ConnectionFormat(g.output), Pcm16Format(44100, 2));
+
+    CMediaType mono;
+    tavacm::MakeWaveMediaType(Pcm16Format(22050, 1), &mono);
+    ASSERT_EQ(g.config->SetFormat(&mono), S_OK);
+    EXPECT_EQ(g.ConnectionFormat(g.output), Pcm16Format(22050, 1));
+    EXPECT_EQ(g.ConnectionFormat(g.sink->InputPin()), Pcm16Format(22050, 1));
+}
+
+TEST(AcmCompressorFilter, SetFormatThePeerRefusesLeavesTheConnection)
+{
+    CompressorGraph g(WAVE_FORMAT_PCM, Pcm16Format(44100, 2));
+    g.sink->AcceptOnly(Pcm16Format(44100, 2));
+    ASSERT_EQ(g.ConnectInput(), S_OK);
+    ASSERT_EQ(g.ConnectOutput(), S_OK);
+    CMediaType mono;
+    tavacm::MakeWaveMediaType(Pcm16Format(22050, 1), &mono);
+    EXPECT_EQ(g.config->SetFormat(&mono), VFW_E_INVALIDMEDIATYPE);
+    EXPECT_EQ(g.ConnectionFormat(g.output), Pcm16Format(44100, 2));
+}
+
+TEST(AcmCompressorFilter, ImaAdpcmRefuses48kHzInput)
+{
+    CompressorGraph g(WAVE_FORMAT_IMA_ADPCM, Pcm16Format(48000, 2));
+    CMediaType type;
+    tavacm::MakeWaveMediaType(Pcm16Format(48000, 2), &type);
+    EXPECT_EQ(g.input->QueryAccept(&type), S_FALSE);
+    EXPECT_EQ(g.input->ReceiveConnection(g.source->OutputPin(), &type), VFW_E_TYPE_NOT_ACCEPTED);
+    // The source's Connect reports that none of its types was taken.
+    EXPECT_EQ(g.ConnectInput(), VFW_E_NO_ACCEPTABLE_TYPES);
+    IPin* peer = nullptr;
+    EXPECT_EQ(g.input->ConnectedTo(&peer), VFW_E_NOT_CONNECTED);
+    // The output has nothing to connect with.
+    EXPECT_EQ(g.ConnectOutput(), VFW_E_NOT_CONNECTED);
+}
+
+TEST(AcmCompressorFilter, PcmTakes24BitExtensibleInputTheCodecsDoNot)
+{
+    {
+        CompressorGraph g(WAVE_FORMAT_PCM, Pcm24ExtensibleFormat(44100, 2));
+        ASSERT_EQ(g.ConnectInput(), S_OK);
+        int count = 0;
+        int size = 0;
+        ASSERT_EQ(g.config->GetNumberOfCapabilities(&count, &size), S_OK);
+        EXPECT_GT(count, 0);
+        AM_MEDIA_TYPE* type = nullptr;
+        ASSERT_EQ(g.config->GetFormat(&type), S_OK);
+        const std::vector<BYTE> format = FormatOfType(type);
+        EXPECT_EQ(Header(format).wFormatTag, WAVE_FORMAT_PCM);
+        EXPECT_EQ(Header(format).nSamplesPerSec, 44100u);
+    }
+    {
+        CompressorGraph g(WAVE_FORMAT_IMA_ADPCM, Pcm24ExtensibleFormat(44100, 2));
+        CMediaType offered;
+        tavacm::MakeWaveMediaType(Pcm24ExtensibleFormat(44100, 2), &offered);
+        EXPECT_EQ(g.input->ReceiveConnection(g.source->OutputPin(), &offered), VFW_E_TYPE_NOT_ACCEPTED);
+        EXPECT_EQ(g.ConnectInput(), VFW_E_NO_ACCEPTABLE_TYPES);
+    }
+}
+
+TEST(AcmCompressorFilter, ReceiveWhileStoppedIsRefused)
+{
+    CompressorGraph g(WAVE_FORMAT_ALAW, Pcm16Format(8000, 1));
+    ASSERT_EQ(g.ConnectInput(), S_OK);
+    ASSERT_EQ(g.ConnectOutput(), S_OK);
+    IMemInputPin* memInput = nullptr;
+    g.input->QueryInterface(IID_IMemInputPin, reinterpret_cast<void**>(&memInput));
+    IMemAllocator* allocator = nullptr;
+    ASSERT_EQ(memInput->GetAllocator(&allocator), S_OK);
+    ALLOCATOR_PROPERTIES wanted = {1, 1600, 1, 0};
+    ALLOCATOR_PROPERTIES actual = {};
+    allocator->SetProperties(&wanted, &actual);
+    allocator->Commit();
+    IMediaSample* sample = nullptr;
+    ASSERT_EQ(allocator->GetBuffer(&sample, nullptr, nullptr, 0), S_OK);
+    sample->SetActualDataLength(1600);
+    EXPECT_EQ(memInput->Receive(sample), VFW_E_WRONG_STATE);
+    sample->Release();
+    allocator->Decommit();
+    allocator->Release();
+    memInput->Release();
+    EXPECT_TRUE(g.sink->bytes.empty());
+}
+
+TEST(AcmCompressorFilter, PcmFormatChangeKeepsTheSoundAndTheTimes)
+{
+    CompressorGraph g(WAVE_FORMAT_PCM, Pcm16Format(44100, 2));
+    ASSERT_EQ(g.ConnectInput(), S_OK);
+    CMediaType mono;
+    tavacm::MakeWaveMediaType(Pcm16Format(22050, 1), &mono);
+    ASSERT_EQ(g.config->SetFormat(&mono), S_OK);
+    ASSERT_EQ(g.ConnectOutput(), S_OK);
+    std::vector<BYTE> sent;
+    ASSERT_EQ(g.Stream(2.0, &sent), S_OK);
+
+    EXPECT_EQ(g.sink->endOfStreams, 1);
+    EXPECT_NEAR(static_cast<double>(g.sink->bytes.size()), 22050.0 * 2 * 2, 16.0);
+    // The 440 Hz tone is still a 440 Hz tone: two sign changes a period.
+    EXPECT_NEAR(static_cast<double>(ZeroCrossings16(g.sink->bytes, 1)), 2.0 * 440 * 2, 8.0);
+    ASSERT_FALSE(g.sink->samples.empty());
+    EXPECT_TRUE(g.sink->samples.front().hasTime);
+    EXPECT_EQ(g.sink->samples.front().start, 0);
+    REFERENCE_TIME previous = 0;
+    for (const ReceivedSample& sample : g.sink->samples) {
+        EXPECT_EQ(sample.start, previous);
+        previous = sample.stop;
+    }
+    EXPECT_NEAR(static_cast<double>(previous), 2e7, 1e4);
+
+    const std::wstring dir = tavtest::MakeTempDir();
+    const std::wstring wav = dir + L"pcm22050.wav";
+    ASSERT_TRUE(WriteWav(wav, Pcm16Format(22050, 1), g.sink->bytes));
+    const std::string probe = ProbeAudio(wav);
+    EXPECT_EQ(probe.substr(0, probe.rfind(',')), "pcm_s16le,22050,1") << probe;
+    EXPECT_NEAR(std::stod(probe.substr(probe.rfind(',') + 1)), 2.0, 0.01) << probe;
+}
+
+namespace {
+
+struct CodecCase {
+    WORD tag;
+    DWORD rate;
+    WORD channels;
+    const char* ffmpegCodec;
+};
+
+void ExpectEncodes(const CodecCase& c)
+{
+    SCOPED_TRACE(c.ffmpegCodec);
+    CompressorGraph g(c.tag, Pcm16Format(c.rate, c.channels));
+    ASSERT_EQ(g.ConnectInput(), S_OK);
+    ASSERT_EQ(g.ConnectOutput(), S_OK);
+    const std::vector<BYTE> format = g.ConnectionFormat(g.output);
+    ASSERT_FALSE(format.empty());
+    EXPECT_EQ(Header(format).wFormatTag, c.tag);
+    std::vector<BYTE> sent;
+    ASSERT_EQ(g.Stream(2.0, &sent), S_OK);
+    EXPECT_EQ(g.sink->endOfStreams, 1);
+
+    // Whole codec blocks, about two seconds' worth at the format's rate.
+    const WAVEFORMATEX& header = Header(format);
+    EXPECT_EQ(g.sink->bytes.size() % header.nBlockAlign, 0u);
+    EXPECT_NEAR(static_cast<double>(g.sink->bytes.size()), 2.0 * header.nAvgBytesPerSec,
+                header.nBlockAlign + 0.01 * header.nAvgBytesPerSec);
+    ASSERT_FALSE(g.sink->samples.empty());
+    EXPECT_EQ(g.sink->samples.front().start, 0);
+    EXPECT_NEAR(static_cast<double>(g.sink->samples.back().stop), 2e7, 2e5);
+
+    const std::wstring wav = tavtest::MakeTempDir() + L"encoded.wav";
+    ASSERT_TRUE(WriteWav(wav, format, g.sink->bytes));
+    const std::string probe = ProbeAudio(wav);
+    const std::string expected =
+        std::string(c.ffmpegCodec) + "," + std::to_string(c.rate) + "," + std::to_string(c.channels);
+    EXPECT_EQ(probe.substr(0, probe.rfind(',')), expected) << probe;
+    EXPECT_NEAR(std::stod(probe.substr(probe.rfind(',') + 1)), 2.0, 0.1) << probe;
+}
+
+}  // namespace
+
+TEST(AcmCompressorFilter, ImaAdpcmEncodesInTheGraph)
+{
+    ExpectEncodes({WAVE_FORMAT_IMA_ADPCM, 44100, 2, "adpcm_ima_wav"});
+}
+
+TEST(AcmCompressorFilter, ALawEncodesInTheGraph)
+{
+    ExpectEncodes({WAVE_FORMAT_ALAW, 22050, 1, "pcm_alaw"});
+}
+
+TEST(AcmCompressorFilter, MuLawEncodesInTheGraph)
+{
+    ExpectEncodes({WAVE_FORMAT_MULAW, 11025, 2, "pcm_mulaw"});
+}
+
+TEST(AcmCompressorFilter, GsmEncodesInTheGraph)
+{
+    ExpectEncodes({WAVE_FORMAT_GSM610, 8000, 1, "gsm_ms"});
+}
+
+TEST(AcmCompressorFilter, PcmRateChangeKeepsTheLevel)
+{
+    CompressorGraph g(WAVE_FORMAT_PCM, Pcm16Format(44100, 1));
+    ASSERT_EQ(g.ConnectInput(), S_OK);
+    CMediaType lower;
+    tavacm::MakeWaveMediaType(Pcm16Format(11025, 1), &lower);
+    ASSERT_EQ(g.config->SetFormat(&lower), S_OK);
+    ASSERT_EQ(g.ConnectOutput(), S_OK);
+    std::vector<BYTE> sent;
+    ASSERT_EQ(g.Stream(1.0, &sent), S_OK);
+    // The rate converter keeps back a few samples of the last input.
+    EXPECT_NEAR(static_cast<double>(g.sink->bytes.size()), 11025.0 * 2, 32.0);
+    EXPECT_NEAR(Rms16(g.sink->bytes), Rms16(sent), Rms16(sent) * 0.05);
+    EXPECT_NEAR(static_cast<double>(ZeroCrossings16(g.sink->bytes, 1)), 2.0 * 440, 4.0);
+}

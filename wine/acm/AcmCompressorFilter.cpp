@@ -1,0 +1,349 @@
+#include "wine/acm/AcmCompressorFilter.h"
+
+#include "wine/server/PackClasses.h"
+#include "wine/acm/AcmCompressorClsid.h"
+#include "wine/acm/AcmInputPin.h"
+#include "wine/acm/AcmOutputPin.h"
+#include "wine/acm/WaveMediaType.h"
+
+#include <vfwmsgs.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+TAV_PACK_CLASS(g_acmCompressorClass, CLSID_TavAcmCompressor, CreateAcmCompressor, L"ACM audio compressor");
+
+namespace {
+
+const WAVEFORMATEX& Header(const tavacm::WaveFormatBytes& format)
+{
+    return *reinterpret_cast<const WAVEFORMATEX*>(format.data());
+}
+
+}  // namespace
+
+HRESULT CreateAcmCompressor(IUnknown* outer, REFIID riid, void** object)
+{
+    if (object == nullptr)
+        return E_POINTER;
+    *object = nullptr;
+    if (outer != nullptr && riid != IID_IUnknown)
+        return CLASS_E_NOAGGREGATION;
+    auto* filter = new (std::nothrow) CAcmCompressorFilter(outer);
+    if (filter == nullptr)
+        return E_OUTOFMEMORY;
+    filter->NonDelegatingAddRef();
+    const HRESULT hr = filter->NonDelegatingQueryInterface(riid, object);
+    filter->NonDelegatingRelease();
+    return hr;
+}
+
+CAcmCompressorFilter::CAcmCompressorFilter(IUnknown* outer)
+    : CBaseFilter(L"ACM audio compressor", outer, &m_filterLock, CLSID_TavAcmCompressor)
+{
+    HRESULT hr = S_OK;
+    m_inputPin.reset(new CAcmInputPin(this, &m_filterLock, &hr));
+    m_outputPin.reset(new CAcmOutputPin(this, &m_filterLock, &hr));
+    tavpack::PackObjectCreated();
+}
+
+CAcmCompressorFilter::~CAcmCompressorFilter()
+{
+    m_outputPin.reset();
+    m_inputPin.reset();
+    tavpack::PackObjectDestroyed();
+}
+
+HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv)
+{
+    if (riid == IID_IPersistPropertyBag)
+        return GetInterface(static_cast<IPersistPropertyBag*>(this), ppv);
+    return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);
+}
+
+CBasePin* CAcmCompressorFilter::GetPin(int n)
+{
+    if (n == 0)
+        return m_inputPin.get();
+    if (n == 1)
+        return m_outputPin.get();
+    return nullptr;
+}
+
+HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::FindPin(LPCWSTR id, IPin** pin)
+{
+    if (id == nullptr || pin == nullptr)
+        return E_POINTER;
+    if (wcscmp(id, L"In") == 0)
+        return GetInterface(static_cast<IPin*>(m_inputPin.get()), reinterpret_cast<void**>(pin));
+    if (wcscmp(id, L"Out") == 0)
+        return GetInterface(static_cast<IPin*>(m_outputPin.get()), reinterpret_cast<void**>(pin));
+    return CBaseFilter::FindPin(id, pin);
+}
+
+// --- IPersist / IPersistPropertyBag ---
+
+HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::GetClassID(CLSID* clsid)
+{
+    return CBaseFilter::GetClassID(clsid);
+}
+
+HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::InitNew()
+{
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Load(IPropertyBag* bag, IErrorLog* log)
+{
+    if (bag == nullptr)
+        return E_POINTER;
+    VARIANT value;
+    VariantInit(&value);
+    V_VT(&value) = VT_I4;
+    HRESULT hr = bag->Read(kAcmIdValueName, &value, log);
+    if (FAILED(hr))
+        return hr;
+    VariantChangeType(&value, &value, 0, VT_I4);
+    if (V_VT(&value) != VT_I4 || V_I4(&value) <= 0 || V_I4(&value) > 0xFFFF) {
+        VariantClear(&value);
+        return E_INVALIDARG;
+    }
+    CAutoLock lock(&m_filterLock);
+    if (m_inputPin->IsConnected() || m_outputPin->IsConnected()) {
+        VariantClear(&value);
+        return VFW_E_ALREADY_CONNECTED;
+    }
+    m_formatTag = static_cast<WORD>(V_I4(&value));
+    m_chosen.clear();
+    VariantClear(&value);
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Save(IPropertyBag* /*bag*/, BOOL /*clearDirty*/, BOOL /*saveAll*/)
+{
+    return E_NOTIMPL;
+}
+
+// --- Formats ---
+
+HRESULT CAcmCompressorFilter::CheckInputFormat(const tavacm::WaveFormatBytes& input)
+{
+    if (input.empty())
+        return VFW_E_TYPE_NOT_ACCEPTED;
+    // Wider PCM is only offered to the PCM converter; the codecs encode
+    // 16-bit samples.
+    if (!tavacm::IsIntegerPcm(Header(input), input.size(), m_formatTag == WAVE_FORMAT_PCM))
+        return VFW_E_TYPE_NOT_ACCEPTED;
+    const tavacm::WaveFormatBytes plain = tavacm::PlainPcm(input);
+    if (tavacm::OutputFormats(m_formatTag, Header(plain)).empty())
+        return VFW_E_TYPE_NOT_ACCEPTED;
+    return S_OK;
+}
+
+void CAcmCompressorFilter::InputConnected(const tavacm::WaveFormatBytes& input)
+{
+    m_input = tavacm::PlainPcm(input);
+    m_capabilities = tavacm::OutputFormats(m_formatTag, Header(m_input));
+    if (!m_chosen.empty() && !tavacm::CanConvert(Header(m_input), Header(m_chosen)))
+        m_chosen.clear();
+}
+
+void CAcmCompressorFilter::InputDisconnected()
+{
+    m_input.clear();
+    m_capabilities.clear();
+}
+
+HRESULT CAcmCompressorFilter::CanProduce(const tavacm::WaveFormatBytes& output) const
+{
+    if (output.empty() || Header(output).wFormatTag != m_formatTag)
+        return VFW_E_INVALIDMEDIATYPE;
+    if (m_input.empty())
+        return VFW_E_NOT_CONNECTED;
+    return tavacm::CanConvert(Header(m_input), Header(output)) ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
+}
+
+HRESULT CAcmCompressorFilter::CheckOutputFormat(const tavacm::WaveFormatBytes& output)
+{
+    const HRESULT hr = CanProduce(output);
+    if (hr != S_OK)
+        return hr;
+    // Once a format is chosen, the output carries only that one.
+    if (!m_chosen.empty() && output != m_chosen)
+        return VFW_E_TYPE_NOT_ACCEPTED;
+    return S_OK;
+}
+
+tavacm::WaveFormatBytes CAcmCompressorFilter::OutputFormat() const
+{
+    if (!m_chosen.empty())
+        return m_chosen;
+    if (!m_capabilities.empty())
+        return m_capabilities.front();
+    return tavacm::WaveFormatBytes();
+}
+
+// --- State ---
+
+HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Pause()
+{
+    CAutoLock lock(&m_filterLock);
+    if (m_State == State_Stopped && m_inputPin->IsConnected() && m_outputPin->IsConnected()) {
+        CAutoLock stream(&m_streamLock);
+        const tavacm::WaveFormatBytes output = tavacm::WaveFormatOf(m_outputPin->CurrentMediaType());
+        const HRESULT hr = m_converter.Open(Header(m_input), Header(output));
+        if (FAILED(hr))
+            return hr;
+        m_haveTime = false;
+        m_nextStart = 0;
+        m_discontinuity = true;
+        m_endOfStream = false;
+    }
+    return CBaseFilter::Pause();
+}
+
+HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Stop()
+{
+    CAutoLock lock(&m_filterLock);
+    // The pins refuse new samples and the output allocator is decommitted,
+    // which releases a Receive waiting for a buffer; then the stream lock
+    // waits for a Receive still in progress.
+    const HRESULT hr = CBaseFilter::Stop();
+    CAutoLock stream(&m_streamLock);
+    m_converter.Close();
+    m_endOfStream = false;
+    return hr;
+}
+
+// --- Streaming ---
+
+REFERENCE_TIME CAcmCompressorFilter::InputDuration(size_t bytes) const
+{
+    const WAVEFORMATEX& input = Header(m_input);
+    const unsigned long long bytesPerSecond = static_cast<unsigned long long>(input.nSamplesPerSec) * input.nBlockAlign;
+    if (bytesPerSecond == 0)
+        return 0;
+    return static_cast<REFERENCE_TIME>(bytes * 10000000ULL / bytesPerSecond);
+}
+
+HRESULT CAcmCompressorFilter::Receive(IMediaSample* sample)
+{
+    CAutoLock stream(&m_streamLock);
+    if (!m_inputPin->AcceptsSamples())
+        return VFW_E_WRONG_STATE;
+    if (m_endOfStream)
+        return VFW_E_SAMPLE_REJECTED_EOS;
+    if (!m_converter.IsOpen())
+        return VFW_E_WRONG_STATE;
+
+    BYTE* data = nullptr;
+    HRESULT hr = sample->GetPointer(&data);
+    if (FAILED(hr))
+        return hr;
+    const long length = sample->GetActualDataLength();
+    REFERENCE_TIME start = 0;
+    REFERENCE_TIME stop = 0;
+    if (SUCCEEDED(sample->GetTime(&start, &stop))) {
+        // The bytes still pending in the codec came just before this sample.
+        m_nextStart = start - InputDuration(m_converter.PendingBytes());
+        m_haveTime = true;
+    }
+    if (sample->IsDiscontinuity() == S_OK)
+        m_discontinuity = true;
+
+    std::vector<BYTE> output;
+    size_t consumed = 0;
+    hr = m_converter.Convert(data, length > 0 ? static_cast<size_t>(length) : 0, output, &consumed);
+    if (FAILED(hr))
+        return hr;
+    return DeliverConverted(output, consumed);
+}
+
+HRESULT CAcmCompressorFilter::DeliverConverted(const std::vector<BYTE>& output, size_t consumedInput)
+{
+    const REFERENCE_TIME batchStart = m_nextStart;
+    const REFERENCE_TIME batchDuration = InputDuration(consumedInput);
+    m_nextStart += batchDuration;
+    if (output.empty())
+        return S_OK;
+
+    const tavacm::WaveFormatBytes format = tavacm::WaveFormatOf(m_outputPin->CurrentMediaType());
+    const size_t align = format.empty() ? 1 : std::max<size_t>(Header(format).nBlockAlign, 1);
+    size_t offset = 0;
+    while (offset < output.size()) {
+        IMediaSample* outSample = nullptr;
+        HRESULT hr = m_outputPin->GetDeliveryBuffer(&outSample, nullptr, nullptr, 0);
+        if (FAILED(hr))
+            return hr;
+        BYTE* buffer = nullptr;
+        outSample->GetPointer(&buffer);
+        size_t size = std::min<size_t>(static_cast<size_t>(outSample->GetSize()), output.size() - offset);
+        if (size > align && offset + size < output.size())
+            size -= size % align;
+        std::memcpy(buffer, output.data() + offset, size);
+        outSample->SetActualDataLength(static_cast<long>(size));
+        if (m_haveTime) {
+            REFERENCE_TIME start = batchStart + static_cast<REFERENCE_TIME>(
+                                                    static_cast<double>(batchDuration) * offset / output.size());
+            REFERENCE_TIME stop = batchStart + static_cast<REFERENCE_TIME>(static_cast<double>(batchDuration) *
+                                                                          (offset + size) / output.size());
+            outSample->SetTime(&start, &stop);
+        }
+        outSample->SetSyncPoint(TRUE);
+        outSample->SetDiscontinuity(m_discontinuity ? TRUE : FALSE);
+        m_discontinuity = false;
+        hr = m_outputPin->Deliver(outSample);
+        outSample->Release();
+        if (hr != S_OK)
+            return hr;
+        offset += size;
+    }
+    return S_OK;
+}
+
+HRESULT CAcmCompressorFilter::EndOfStream()
+{
+    CAutoLock stream(&m_streamLock);
+    if (!m_inputPin->AcceptsSamples())
+        return VFW_E_WRONG_STATE;
+    if (m_endOfStream)
+        return S_OK;
+    m_endOfStream = true;
+    std::vector<BYTE> output;
+    size_t consumed = 0;
+    if (SUCCEEDED(m_converter.Flush(output, &consumed)))
+        DeliverConverted(output, consumed);
+    return m_outputPin->DeliverEndOfStream();
+}
+
+HRESULT CAcmCompressorFilter::BeginFlush()
+{
+    // Not under the stream lock: the flush must release a Receive blocked
+    // downstream first.
+    if (!m_outputPin->IsConnected())
+        return S_OK;
+    IPin* peer = m_outputPin->GetConnected();
+    return peer->BeginFlush();
+}
+
+HRESULT CAcmCompressorFilter::EndFlush()
+{
+    {
+        CAutoLock stream(&m_streamLock);
+        m_converter.Discard();
+        m_endOfStream = false;
+        m_haveTime = false;
+        m_discontinuity = true;
+    }
+    if (!m_outputPin->IsConnected())
+        return S_OK;
+    return m_outputPin->GetConnected()->EndFlush();
+}
+
+HRESULT CAcmCompressorFilter::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate)
+{
+    if (!m_outputPin->IsConnected())
+        return S_OK;
+    return m_outputPin->GetConnected()->NewSegment(start, stop, rate);
+}

@@ -1,0 +1,106 @@
+// CAcmCompressorFilter: an audio compressor that wraps one ACM format tag
+// (CLSID_TavAcmCompressor). The system device enumerator creates it for an
+// entry of the audio compressor category and hands it the entry's property
+// bag (IPersistPropertyBag::Load), whose "AcmId" names the format tag; made
+// directly it converts to PCM.
+//
+// Pins: "Input" (PCM the codec can encode) and "Output" (the codec's format,
+// chosen through the output pin's IAMStreamConfig; by default the first the
+// codec offers). Samples are converted with acmStreamConvert; output samples
+// carry the input's times, end of stream flushes the codec.
+//
+// Threads: state changes, connections and format choices run under the
+// filter lock; the streaming calls of the input pin (Receive, EndOfStream,
+// flushes) run under the stream lock. Stop waits for a Receive in progress.
+#pragma once
+
+#include "framework/BaseFilter.h"
+#include "wine/acm/AcmConverter.h"
+#include "wine/acm/AcmFormats.h"
+
+#include <ocidl.h>
+
+#include <memory>
+#include <vector>
+
+class CAcmInputPin;
+class CAcmOutputPin;
+
+// Creates the filter for the pack's class factory.
+HRESULT CreateAcmCompressor(IUnknown* outer, REFIID riid, void** object);
+
+class CAcmCompressorFilter : public CBaseFilter, public IPersistPropertyBag {
+public:
+    explicit CAcmCompressorFilter(IUnknown* outer);
+    ~CAcmCompressorFilter() override;
+
+    DECLARE_IUNKNOWN
+    HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+
+    // CBaseFilter
+    int GetPinCount() override { return 2; }
+    CBasePin* GetPin(int n) override;
+    HRESULT STDMETHODCALLTYPE FindPin(LPCWSTR id, IPin** pin) override;
+    HRESULT STDMETHODCALLTYPE Stop() override;
+    HRESULT STDMETHODCALLTYPE Pause() override;
+
+    // IPersist / IPersistPropertyBag
+    HRESULT STDMETHODCALLTYPE GetClassID(CLSID* clsid) override;
+    HRESULT STDMETHODCALLTYPE InitNew() override;
+    HRESULT STDMETHODCALLTYPE Load(IPropertyBag* bag, IErrorLog* log) override;
+    HRESULT STDMETHODCALLTYPE Save(IPropertyBag* bag, BOOL clearDirty, BOOL saveAll) override;
+
+    WORD FormatTag() const { return m_formatTag; }
+
+    // --- Formats (filter lock held by the caller) ---
+    // S_OK when the input pin may take this format; otherwise the reason.
+    HRESULT CheckInputFormat(const tavacm::WaveFormatBytes& input);
+    // The input was connected / disconnected: the offered formats follow it.
+    void InputConnected(const tavacm::WaveFormatBytes& input);
+    void InputDisconnected();
+    bool HasInput() const { return !m_input.empty(); }
+    // Formats offered for the current input (empty without input).
+    const std::vector<tavacm::WaveFormatBytes>& Capabilities() const { return m_capabilities; }
+    // S_OK when the codec can produce this format from the current input.
+    HRESULT CanProduce(const tavacm::WaveFormatBytes& output) const;
+    // S_OK when the output may carry this format now: the codec can produce
+    // it and it is the chosen format, if one was chosen.
+    HRESULT CheckOutputFormat(const tavacm::WaveFormatBytes& output);
+    // The output format: the one chosen by SetFormat, else the first
+    // capability; empty when there is none.
+    tavacm::WaveFormatBytes OutputFormat() const;
+    // Chooses the output format (IAMStreamConfig::SetFormat); an empty
+    // format goes back to the default.
+    void ChooseOutputFormat(const tavacm::WaveFormatBytes& output) { m_chosen = output; }
+    bool HasChosenFormat() const { return !m_chosen.empty(); }
+
+    // --- Streaming (input pin's streaming thread) ---
+    HRESULT Receive(IMediaSample* sample);
+    HRESULT EndOfStream();
+    HRESULT BeginFlush();
+    HRESULT EndFlush();
+    HRESULT NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate);
+
+private:
+    // Delivers converted bytes in samples of the output allocator's size,
+    // stamped with the times of the input bytes they came from.
+    HRESULT DeliverConverted(const std::vector<BYTE>& output, size_t consumedInput);
+    REFERENCE_TIME InputDuration(size_t bytes) const;
+
+    CCritSec m_filterLock;
+    CCritSec m_streamLock;
+    std::unique_ptr<CAcmInputPin> m_inputPin;
+    std::unique_ptr<CAcmOutputPin> m_outputPin;
+
+    WORD m_formatTag = WAVE_FORMAT_PCM;
+    tavacm::WaveFormatBytes m_input;             // connected input (ACM's view: plain PCM)
+    std::vector<tavacm::WaveFormatBytes> m_capabilities;
+    tavacm::WaveFormatBytes m_chosen;            // from SetFormat, may be empty
+
+    // Stream state (stream lock).
+    tavacm::CAcmConverter m_converter;
+    REFERENCE_TIME m_nextStart = 0;  // time of the first input byte not yet delivered
+    bool m_haveTime = false;
+    bool m_discontinuity = true;
+    bool m_endOfStream = false;
+};

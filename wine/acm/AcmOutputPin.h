@@ -1,0 +1,41 @@
+// CAcmOutputPin: the compressor's output pin "Output" (id "Out"). It offers
+// the codec's formats for the connected input and lets the host choose one
+// through IAMStreamConfig (GetNumberOfCapabilities, GetStreamCaps with
+// AUDIO_STREAM_CONFIG_CAPS, GetFormat, SetFormat).
+//
+// Threads: connection and IAMStreamConfig calls come from the graph's or the
+// host's thread and take the filter lock; delivery runs on the upstream
+// streaming thread through CBaseOutputPin.
+#pragma once
+
+#include "framework/BaseOutputPin.h"
+
+#include <strmif.h>
+
+class CAcmCompressorFilter;
+
+class CAcmOutputPin : public CBaseOutputPin, public IAMStreamConfig {
+public:
+    CAcmOutputPin(CAcmCompressorFilter* filter, CCritSec* lock, HRESULT* hr);
+
+    DECLARE_IUNKNOWN
+    HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+
+    // CBasePin / CBaseOutputPin. Connect fails with VFW_E_NOT_CONNECTED
+    // while the input is unconnected: the formats follow the input.
+    HRESULT STDMETHODCALLTYPE Connect(IPin* receivePin, const AM_MEDIA_TYPE* type) override;
+    HRESULT CheckConnect(IPin* pin) override;
+    HRESULT CheckMediaType(const CMediaType* type) override;
+    HRESULT GetMediaType(int position, CMediaType* type) override;
+    HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) override;
+    HRESULT STDMETHODCALLTYPE QueryId(LPWSTR* id) override;
+
+    // IAMStreamConfig
+    HRESULT STDMETHODCALLTYPE SetFormat(AM_MEDIA_TYPE* type) override;
+    HRESULT STDMETHODCALLTYPE GetFormat(AM_MEDIA_TYPE** type) override;
+    HRESULT STDMETHODCALLTYPE GetNumberOfCapabilities(int* count, int* size) override;
+    HRESULT STDMETHODCALLTYPE GetStreamCaps(int index, AM_MEDIA_TYPE** type, BYTE* caps) override;
+
+private:
+    CAcmCompressorFilter* m_acmFilter;  // weak: the filter owns the pin
+};
