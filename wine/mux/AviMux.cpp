@@ -134,17 +134,34 @@ std::vector<CAviMuxInputPin*> CAviMux::ConnectedInputsInOrder() {
 
 HRESULT STDMETHODCALLTYPE CAviMux::Pause() {
     CAutoLock lock(&m_csFilter);
-    if (m_State == State_Stopped) {
-        HRESULT hr = StartWriting();
-        if (FAILED(hr)) return hr;
-        hr = CBaseFilter::Pause();
-        if (FAILED(hr)) {
-            CBaseFilter::Stop();
-            FinishWriting();
-        }
+    if (m_State != State_Stopped) return CBaseFilter::Pause();
+    // A start that cannot write (no IStream downstream, header write failed)
+    // fails Run, not Pause: Wine's graph cannot stop filters that paused
+    // when another filter's Pause fails, while it stops a failed Run normally.
+    m_hrStart = StartWriting();
+    HRESULT hr = CBaseFilter::Pause();
+    if (FAILED(hr)) {
+        CBaseFilter::Stop();
+        FinishWriting();
+        m_hrStart = S_OK;
         return hr;
     }
-    return CBaseFilter::Pause();
+    if (FAILED(m_hrStart)) {
+        for (const auto& input : m_inputs) input->SetRuntimeError(m_hrStart);
+    }
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE CAviMux::Run(REFERENCE_TIME tStart) {
+    CAutoLock lock(&m_csFilter);
+    bool wasRunning = m_State == State_Running;
+    HRESULT hr = CBaseFilter::Run(tStart);
+    if (FAILED(hr)) return hr;
+    if (FAILED(m_hrStart)) {
+        if (!wasRunning) NotifyEvent(EC_ERRORABORT, m_hrStart, 0);
+        return m_hrStart;
+    }
+    return hr;
 }
 
 HRESULT STDMETHODCALLTYPE CAviMux::Stop() {
@@ -152,6 +169,7 @@ HRESULT STDMETHODCALLTYPE CAviMux::Stop() {
     // The inputs go inactive first: each waits for its Receive in progress.
     HRESULT hr = CBaseFilter::Stop();
     HRESULT hrFinish = FinishWriting();
+    m_hrStart = S_OK;
     return FAILED(hrFinish) ? hrFinish : hr;
 }
 
@@ -196,7 +214,9 @@ HRESULT CAviMux::StartWriting() {
     }
     hr = layout->Begin();
     if (FAILED(hr)) {
+        for (CAviMuxInputPin* pin : m_streams) pin->m_nStream = -1;
         m_streams.clear();
+        NotifyEvent(EC_ERRORABORT, hr, 0);
         return hr;
     }
     m_pSink = std::move(sink);

@@ -3,8 +3,8 @@
 // free one connects); the output "AVI Out" writes an AVI 2.0 (OpenDML) file
 // through the downstream pin's IStream.
 //
-// Recording: Pause from stopped queries the output peer's IStream (failing
-// the pause with that HRESULT when there is none), numbers the connected
+// Recording: Pause from stopped queries the output peer's IStream (when there
+// is none, Run fails with that HRESULT and samples are refused), numbers the connected
 // inputs in the order they connected (stream 0 = first connected) and writes
 // the header block. Samples are written in arrival order (capture
 // interleaving); a video sample whose time stamp lies whole frame slots
@@ -53,6 +53,8 @@ public:
 
     HRESULT STDMETHODCALLTYPE Stop() override;
     HRESULT STDMETHODCALLTYPE Pause() override;
+    // Fails with the start's failure (see Pause) after running the pins.
+    HRESULT STDMETHODCALLTYPE Run(REFERENCE_TIME tStart) override;
 
     // IConfigAviMux
     HRESULT STDMETHODCALLTYPE SetMasterStream(LONG iStream) override;
@@ -121,6 +123,7 @@ private:
     std::unique_ptr<StreamSink> m_pSink;
     std::unique_ptr<AviLayoutWriter> m_pLayout;
     std::vector<CAviMuxInputPin*> m_streams;
+    HRESULT m_hrStart = S_OK;  // why this recording could not start
     bool m_bErrorReported = false;
     bool m_bEndOfStreamSent = false;
     REFERENCE_TIME m_rtPosition = 0;
