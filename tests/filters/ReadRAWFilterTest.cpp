@@ -399,30 +399,43 @@ TEST_F(ReadRAWFilterTest, FrameNumbersSevenThenEightDropNone) {
   EXPECT_EQ(0xFFFFFFFAu, pin_->m_cDrop);
 }
 
-TEST_F(ReadRAWFilterTest, SetFrameDataTestsTheOldCodeForTheColourCounts) {
+TEST_F(ReadRAWFilterTest, SetFrameDataFromCodeZeroToTwoLeavesTheColourCounts) {
   ASSERT_EQ(S_OK, Init(10, 10, 25.0));
   UINT code = 2;
   TraceRecorder::Clear();
-  ASSERT_EQ(S_OK, movie_->SetFrameData(&code));  // 0 -> 2: counts stay 0
+  ASSERT_EQ(S_OK, movie_->SetFrameData(&code));
   EXPECT_EQ(8, pin_->m_pbmi->biBitCount);
   EXPECT_EQ(0u, pin_->m_pbmi->biClrUsed);
   EXPECT_EQ(0u, pin_->m_pbmi->biClrImportant);
+  EXPECT_EQ(2u, pin_->m_uPixelFormat);
   EXPECT_EQ(120u, pin_->m_pbmi->biSizeImage);  // 12-byte rows
   EXPECT_EQ((std::vector<std::wstring>{L"CPushSourceReadRAW::SetFrameData -> Enter",
                                        L"CPushSourceReadRAW::SetFrameData -> Leave"}),
             TraceRecorder::Messages());
+}
+
+TEST_F(ReadRAWFilterTest, SetFrameDataFromCodeTwoToOneSetsTheColourCounts) {
+  UINT code = 2;
+  ASSERT_EQ(S_OK, movie_->SetFrameData(&code));
+  ASSERT_EQ(S_OK, Init(10, 10, 25.0));
+  pin_->m_pbmi->biClrUsed = 0;
+  pin_->m_pbmi->biClrImportant = 0;
   code = 1;
-  ASSERT_EQ(S_OK, movie_->SetFrameData(&code));  // 2 -> 1: counts become 256
+  ASSERT_EQ(S_OK, movie_->SetFrameData(&code));  // the old code (2) decides
   EXPECT_EQ(32, pin_->m_pbmi->biBitCount);
   EXPECT_EQ(256u, pin_->m_pbmi->biClrUsed);
   EXPECT_EQ(256u, pin_->m_pbmi->biClrImportant);
   EXPECT_EQ(400u, pin_->m_pbmi->biSizeImage);
-  code = 3;
+}
+
+TEST_F(ReadRAWFilterTest, SetFrameDataNeverWritesBiRgbBack) {
+  ASSERT_EQ(S_OK, Init(10, 10, 25.0));
+  UINT code = 3;
   ASSERT_EQ(S_OK, movie_->SetFrameData(&code));
   EXPECT_EQ(16, pin_->m_pbmi->biBitCount);
   EXPECT_EQ(static_cast<DWORD>(MAKEFOURCC('Y', 'U', 'Y', '2')), pin_->m_pbmi->biCompression);
   code = 0;
-  ASSERT_EQ(S_OK, movie_->SetFrameData(&code));  // no code writes BI_RGB back
+  ASSERT_EQ(S_OK, movie_->SetFrameData(&code));
   EXPECT_EQ(24, pin_->m_pbmi->biBitCount);
   EXPECT_EQ(static_cast<DWORD>(MAKEFOURCC('Y', 'U', 'Y', '2')), pin_->m_pbmi->biCompression);
   EXPECT_EQ(0u, pin_->m_uPixelFormat);
