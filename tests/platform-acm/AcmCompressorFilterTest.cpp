@@ -443,3 +443,56 @@ TEST(AcmCompressorFilter, PcmRateChangeKeepsTheLevel)
     EXPECT_NEAR(Rms16(g.sink->bytes), Rms16(sent), Rms16(sent) * 0.05);
     EXPECT_NEAR(static_cast<double>(ZeroCrossings16(g.sink->bytes, 1)), 2.0 * 440, 4.0);
 }
+
+namespace {
+
+struct Feeder {
+    TestPcmSource* source;
+    std::vector<BYTE> block;
+    volatile LONG sent = 0;
+    HRESULT last = S_OK;
+};
+
+DWORD WINAPI FeedUntilRefused(void* context)
+{
+    auto* feeder = static_cast<Feeder*>(context);
+    const WAVEFORMATEX& format = Header(feeder->source->Format());
+    const REFERENCE_TIME blockTime =
+        static_cast<REFERENCE_TIME>(feeder->block.size() / format.nBlockAlign) * 10000000 / format.nSamplesPerSec;
+    for (REFERENCE_TIME start = 0;; start += blockTime) {
+        feeder->last = feeder->source->Send(feeder->block.data(), feeder->block.size(), start, start + blockTime);
+        if (feeder->last != S_OK)
+            return 0;
+        InterlockedIncrement(&feeder->sent);
+    }
+}
+
+}  // namespace
+
+TEST(AcmCompressorFilter, StopWhileTheSourceStillDeliversEndsCleanly)
+{
+    CompressorGraph g(WAVE_FORMAT_IMA_ADPCM, Pcm16Format(22050, 2));
+    ASSERT_EQ(g.ConnectInput(), S_OK);
+    ASSERT_EQ(g.ConnectOutput(), S_OK);
+    ASSERT_EQ(g.control->Run(), S_OK);
+    Feeder feeder{g.source, Tone16(g.source->Format(), 2205)};
+    HANDLE thread = CreateThread(nullptr, 0, FeedUntilRefused, &feeder, 0, nullptr);
+    while (feeder.sent < 20)
+        Sleep(1);
+    EXPECT_EQ(g.control->Stop(), S_OK);
+    EXPECT_EQ(WaitForSingleObject(thread, 10000), WAIT_OBJECT_0);
+    CloseHandle(thread);
+    EXPECT_TRUE(FAILED(feeder.last)) << std::hex << feeder.last;
+    // Everything delivered before the stop came out as whole blocks.
+    EXPECT_GT(g.sink->bytes.size(), 0u);
+    EXPECT_EQ(g.sink->bytes.size() % 1024, 0u);
+
+    // The graph runs again after the stop.
+    g.sink->bytes.clear();
+    g.sink->samples.clear();
+    std::vector<BYTE> sent;
+    ASSERT_EQ(g.Stream(0.5, &sent), S_OK);
+    EXPECT_NEAR(static_cast<double>(g.sink->bytes.size()), 0.5 * 22201, 1024 + 0.01 * 22201);
+    ASSERT_FALSE(g.sink->samples.empty());
+    EXPECT_EQ(g.sink->samples.front().start, 0);
+}

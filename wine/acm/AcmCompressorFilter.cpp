@@ -190,7 +190,7 @@ HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Pause()
 {
     CAutoLock lock(&m_filterLock);
     if (m_State == State_Stopped && m_inputPin->IsConnected() && m_outputPin->IsConnected()) {
-        CAutoLock stream(&m_streamLock);
+        CAutoLock stream(m_inputPin->ReceiveLock());
         const tavacm::WaveFormatBytes output = tavacm::WaveFormatOf(m_outputPin->CurrentMediaType());
         const HRESULT hr = m_converter.Open(Header(m_input), Header(output));
         if (FAILED(hr))
@@ -198,7 +198,6 @@ HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Pause()
         m_haveTime = false;
         m_nextStart = 0;
         m_discontinuity = true;
-        m_endOfStream = false;
     }
     return CBaseFilter::Pause();
 }
@@ -206,13 +205,13 @@ HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Pause()
 HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Stop()
 {
     CAutoLock lock(&m_filterLock);
-    // The pins refuse new samples and the output allocator is decommitted,
-    // which releases a Receive waiting for a buffer; then the stream lock
-    // waits for a Receive still in progress.
+    // Decommitting the output allocator first releases a Receive that waits
+    // for a buffer; the input pin's Inactive then waits for it to return.
+    if (m_State != State_Stopped && m_outputPin->IsConnected())
+        m_outputPin->Inactive();
     const HRESULT hr = CBaseFilter::Stop();
-    CAutoLock stream(&m_streamLock);
+    CAutoLock stream(m_inputPin->ReceiveLock());
     m_converter.Close();
-    m_endOfStream = false;
     return hr;
 }
 
@@ -229,13 +228,8 @@ REFERENCE_TIME CAcmCompressorFilter::InputDuration(size_t bytes) const
 
 HRESULT CAcmCompressorFilter::Receive(IMediaSample* sample)
 {
-    CAutoLock stream(&m_streamLock);
-    if (!m_inputPin->AcceptsSamples())
-        return VFW_E_WRONG_STATE;
-    if (m_endOfStream)
-        return VFW_E_SAMPLE_REJECTED_EOS;
     if (!m_converter.IsOpen())
-        return VFW_E_WRONG_STATE;
+        return VFW_E_NOT_CONNECTED;  // the output was not connected when the graph paused
 
     BYTE* data = nullptr;
     HRESULT hr = sample->GetPointer(&data);
@@ -304,12 +298,6 @@ HRESULT CAcmCompressorFilter::DeliverConverted(const std::vector<BYTE>& output, 
 
 HRESULT CAcmCompressorFilter::EndOfStream()
 {
-    CAutoLock stream(&m_streamLock);
-    if (!m_inputPin->AcceptsSamples())
-        return VFW_E_WRONG_STATE;
-    if (m_endOfStream)
-        return S_OK;
-    m_endOfStream = true;
     std::vector<BYTE> output;
     size_t consumed = 0;
     if (SUCCEEDED(m_converter.Flush(output, &consumed)))
@@ -329,13 +317,9 @@ HRESULT CAcmCompressorFilter::BeginFlush()
 
 HRESULT CAcmCompressorFilter::EndFlush()
 {
-    {
-        CAutoLock stream(&m_streamLock);
-        m_converter.Discard();
-        m_endOfStream = false;
-        m_haveTime = false;
-        m_discontinuity = true;
-    }
+    m_converter.Discard();
+    m_haveTime = false;
+    m_discontinuity = true;
     if (!m_outputPin->IsConnected())
         return S_OK;
     return m_outputPin->GetConnected()->EndFlush();

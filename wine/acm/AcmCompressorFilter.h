@@ -10,8 +10,10 @@
 // carry the input's times, end of stream flushes the codec.
 //
 // Threads: state changes, connections and format choices run under the
-// filter lock; the streaming calls of the input pin (Receive, EndOfStream,
-// flushes) run under the stream lock. Stop waits for a Receive in progress.
+// filter lock; the streaming calls (Receive, EndOfStream, EndFlush) run on
+// the upstream streaming thread under the input pin's receive lock and never
+// take the filter lock. Stop releases a Receive waiting for an output buffer
+// and then waits for it.
 #pragma once
 
 #include "framework/BaseFilter.h"
@@ -74,7 +76,8 @@ public:
     void ChooseOutputFormat(const tavacm::WaveFormatBytes& output) { m_chosen = output; }
     bool HasChosenFormat() const { return !m_chosen.empty(); }
 
-    // --- Streaming (input pin's streaming thread) ---
+    // --- Streaming (input pin's streaming thread, receive lock held;
+    // BeginFlush without it) ---
     HRESULT Receive(IMediaSample* sample);
     HRESULT EndOfStream();
     HRESULT BeginFlush();
@@ -88,7 +91,6 @@ private:
     REFERENCE_TIME InputDuration(size_t bytes) const;
 
     CCritSec m_filterLock;
-    CCritSec m_streamLock;
     std::unique_ptr<CAcmInputPin> m_inputPin;
     std::unique_ptr<CAcmOutputPin> m_outputPin;
 
@@ -97,10 +99,9 @@ private:
     std::vector<tavacm::WaveFormatBytes> m_capabilities;
     tavacm::WaveFormatBytes m_chosen;            // from SetFormat, may be empty
 
-    // Stream state (stream lock).
+    // Stream state (the input pin's receive lock).
     tavacm::CAcmConverter m_converter;
     REFERENCE_TIME m_nextStart = 0;  // time of the first input byte not yet delivered
     bool m_haveTime = false;
     bool m_discontinuity = true;
-    bool m_endOfStream = false;
 };

@@ -3,27 +3,11 @@
 #include "wine/acm/AcmCompressorFilter.h"
 #include "wine/acm/WaveMediaType.h"
 
-#include <uuids.h>
-#include <vfwmsgs.h>
-
 #include <cstring>
 
 CAcmInputPin::CAcmInputPin(CAcmCompressorFilter* filter, CCritSec* lock, HRESULT* hr)
-    : CBasePin(L"ACM compressor input", filter, lock, hr, L"Input", PINDIR_INPUT), m_acmFilter(filter)
+    : CPackInputPin(L"ACM compressor input", filter, lock, hr, L"Input"), m_acmFilter(filter)
 {
-}
-
-CAcmInputPin::~CAcmInputPin()
-{
-    if (m_allocator != nullptr)
-        m_allocator->Release();
-}
-
-HRESULT STDMETHODCALLTYPE CAcmInputPin::NonDelegatingQueryInterface(REFIID riid, void** ppv)
-{
-    if (riid == IID_IMemInputPin)
-        return GetInterface(static_cast<IMemInputPin*>(this), ppv);
-    return CBasePin::NonDelegatingQueryInterface(riid, ppv);
 }
 
 HRESULT STDMETHODCALLTYPE CAcmInputPin::QueryId(LPWSTR* id)
@@ -44,7 +28,7 @@ HRESULT CAcmInputPin::CheckMediaType(const CMediaType* type)
 
 HRESULT CAcmInputPin::CompleteConnect(IPin* receivePin)
 {
-    HRESULT hr = CBasePin::CompleteConnect(receivePin);
+    HRESULT hr = CPackInputPin::CompleteConnect(receivePin);
     if (SUCCEEDED(hr))
         m_acmFilter->InputConnected(tavacm::WaveFormatOf(m_mt));
     return hr;
@@ -53,113 +37,31 @@ HRESULT CAcmInputPin::CompleteConnect(IPin* receivePin)
 HRESULT CAcmInputPin::BreakConnect()
 {
     m_acmFilter->InputDisconnected();
-    if (m_allocator != nullptr) {
-        m_allocator->Release();
-        m_allocator = nullptr;
-    }
-    return CBasePin::BreakConnect();
-}
-
-HRESULT CAcmInputPin::Active()
-{
-    m_flushing = false;
-    m_active = true;
-    return S_OK;
-}
-
-HRESULT CAcmInputPin::Inactive()
-{
-    m_active = false;
-    return S_OK;
-}
-
-HRESULT STDMETHODCALLTYPE CAcmInputPin::EndOfStream()
-{
-    return m_acmFilter->EndOfStream();
-}
-
-HRESULT STDMETHODCALLTYPE CAcmInputPin::BeginFlush()
-{
-    m_flushing = true;
-    return m_acmFilter->BeginFlush();
-}
-
-HRESULT STDMETHODCALLTYPE CAcmInputPin::EndFlush()
-{
-    const HRESULT hr = m_acmFilter->EndFlush();
-    m_flushing = false;
-    return hr;
+    return CPackInputPin::BreakConnect();
 }
 
 HRESULT STDMETHODCALLTYPE CAcmInputPin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate)
 {
-    CBasePin::NewSegment(start, stop, rate);
+    CPackInputPin::NewSegment(start, stop, rate);
     return m_acmFilter->NewSegment(start, stop, rate);
 }
 
-HRESULT STDMETHODCALLTYPE CAcmInputPin::GetAllocator(IMemAllocator** allocator)
+HRESULT CAcmInputPin::OnReceive(IMediaSample* sample)
 {
-    if (allocator == nullptr)
-        return E_POINTER;
-    CAutoLock lock(m_pLock);
-    if (m_allocator == nullptr) {
-        const HRESULT hr = CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER, IID_IMemAllocator,
-                                            reinterpret_cast<void**>(&m_allocator));
-        if (FAILED(hr)) {
-            *allocator = nullptr;
-            return hr;
-        }
-    }
-    m_allocator->AddRef();
-    *allocator = m_allocator;
-    return S_OK;
-}
-
-HRESULT STDMETHODCALLTYPE CAcmInputPin::NotifyAllocator(IMemAllocator* allocator, BOOL /*readOnly*/)
-{
-    if (allocator == nullptr)
-        return E_POINTER;
-    CAutoLock lock(m_pLock);
-    allocator->AddRef();
-    if (m_allocator != nullptr)
-        m_allocator->Release();
-    m_allocator = allocator;
-    return S_OK;
-}
-
-HRESULT STDMETHODCALLTYPE CAcmInputPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES* /*properties*/)
-{
-    return E_NOTIMPL;
-}
-
-HRESULT STDMETHODCALLTYPE CAcmInputPin::Receive(IMediaSample* sample)
-{
-    if (sample == nullptr)
-        return E_POINTER;
-    if (!m_active)
-        return VFW_E_WRONG_STATE;
-    if (m_flushing)
-        return S_FALSE;
     return m_acmFilter->Receive(sample);
 }
 
-HRESULT STDMETHODCALLTYPE CAcmInputPin::ReceiveMultiple(IMediaSample** samples, long count, long* processed)
+HRESULT CAcmInputPin::OnEndOfStream()
 {
-    if (samples == nullptr || processed == nullptr)
-        return E_POINTER;
-    HRESULT hr = S_OK;
-    *processed = 0;
-    while (*processed < count) {
-        hr = Receive(samples[*processed]);
-        if (hr != S_OK)
-            break;
-        ++*processed;
-    }
-    return hr;
+    return m_acmFilter->EndOfStream();
 }
 
-HRESULT STDMETHODCALLTYPE CAcmInputPin::ReceiveCanBlock()
+HRESULT CAcmInputPin::OnBeginFlush()
 {
-    // Delivery downstream may wait for a free buffer.
-    return S_OK;
+    return m_acmFilter->BeginFlush();
+}
+
+HRESULT CAcmInputPin::OnEndFlush()
+{
+    return m_acmFilter->EndFlush();
 }
