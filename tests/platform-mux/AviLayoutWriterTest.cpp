@@ -179,6 +179,36 @@ TEST_F(AviLayoutWriterTest, ExtensibleTwentyFourBitAudioAndOddChunks) {
     EXPECT_EQ(StreamBytes(file_, "a:0"), audioBytes);
 }
 
+TEST_F(AviLayoutWriterTest, CompressedAudioTagKeepsItsFormatExtension) {
+    // IMA ADPCM, mono 22050 Hz: 512-byte blocks of 1017 samples.
+    IMAADPCMWAVEFORMAT ima = {};
+    ima.wfx.wFormatTag = WAVE_FORMAT_IMA_ADPCM;
+    ima.wfx.nChannels = 1;
+    ima.wfx.nSamplesPerSec = 22050;
+    ima.wfx.nBlockAlign = 512;
+    ima.wfx.wBitsPerSample = 4;
+    ima.wfx.nAvgBytesPerSec = 11100;
+    ima.wfx.cbSize = 2;
+    ima.wSamplesPerBlock = 1017;
+    AviStreamFormat f;
+    f.isVideo = false;
+    const auto* p = reinterpret_cast<const std::uint8_t*>(&ima);
+    f.format.assign(p, p + sizeof ima);
+    {
+        FileSink sink(file_);
+        AviLayoutWriter writer(sink, AviLayoutOptions());
+        writer.AddStream(f);
+        ASSERT_EQ(writer.Begin(), S_OK);
+        std::vector<std::uint8_t> blocks = Pattern(3 * 512, 1);
+        ASSERT_EQ(writer.WriteSample(0, blocks.data(), 3 * 512, true), S_OK);
+        ASSERT_EQ(writer.Finish(), S_OK);
+        EXPECT_EQ(writer.StreamLength(0), 3u);
+    }
+    EXPECT_EQ(Ffprobe("-show_entries stream=codec_name,sample_rate,channels,block_align -of csv=p=0", file_),
+              "adpcm_ima_wav,22050,1\n");
+    EXPECT_EQ(StreamBytes(file_, "a:0"), Pattern(3 * 512, 1));
+}
+
 TEST_F(AviLayoutWriterTest, TemporalCompressionTakesKeyFramesFromTheCaller) {
     {
         FileSink sink(file_);

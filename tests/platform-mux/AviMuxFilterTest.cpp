@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 #include <evcode.h>
+#include <oleauto.h>
 #include <uuids.h>
 
 #include <atomic>
@@ -230,7 +231,7 @@ TEST_F(AviMuxFilterTest, TimeStampGapsBecomeEmptySlots) {
     std::vector<std::uint8_t> bytes = PushFrames(v, {0, 1, 4, 5, 9}, size);
     ASSERT_EQ(g.control->Stop(), S_OK);
 
-    EXPECT_EQ(Ffprobe("-show_entries stream=codec_name,nb_frames -of csv=p=0", file_), "rawvideo,10\n");
+    EXPECT_EQ(Ffprobe("-show_entries stream=codec_name,pix_fmt,nb_frames -of csv=p=0", file_), "rawvideo,pal8,10\n");
     std::vector<Packet> packets = Packets(file_, "v:0");
     ASSERT_EQ(packets.size(), 5u);
     const long long pts[] = {0, 1, 4, 5, 9};
@@ -386,6 +387,76 @@ TEST_F(AviMuxFilterTest, WriteFailureGoesUpstreamAndAsErrorAbort) {
     }
     EXPECT_TRUE(sawAbort);
     EXPECT_EQ(g.control->Stop(), STG_E_MEDIUMFULL);
+}
+
+TEST_F(AviMuxFilterTest, StreamNameComesFromTheInputPropertyBag) {
+    MuxGraph g;
+    TestPushSource* v = g.AddSource(VideoType(8, 8, 24, BI_RGB, kFrame), 192, L"v");
+    g.AddSink(file_);
+    ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
+    ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
+    IPin* in = g.MuxPin(L"Input 01");
+    IPropertyBag* bag = nullptr;
+    ASSERT_EQ(in->QueryInterface(IID_IPropertyBag, reinterpret_cast<void**>(&bag)), S_OK);
+    VARIANT name;
+    V_VT(&name) = VT_BSTR;
+    V_BSTR(&name) = SysAllocString(L"Camera 1");
+    EXPECT_EQ(bag->Write(L"name", &name), S_OK);
+    ASSERT_EQ(g.control->Run(), S_OK);
+    EXPECT_EQ(bag->Write(L"name", &name), VFW_E_WRONG_STATE);
+    PushFrames(v, {0, 1}, 192);
+    ASSERT_EQ(g.control->Stop(), S_OK);
+    VariantClear(&name);
+    VARIANT read;
+    VariantInit(&read);
+    EXPECT_EQ(bag->Read(L"name", &read, nullptr), S_OK);
+    EXPECT_EQ(std::wstring(V_BSTR(&read)), L"Camera 1");
+    VariantClear(&read);
+    bag->Release();
+    in->Release();
+    EXPECT_EQ(Ffprobe("-show_entries stream_tags=title -of csv=p=0", file_), "Camera 1\n");
+}
+
+TEST_F(AviMuxFilterTest, FrameRateFromTheFirstSampleWhenTheFormatHasNone) {
+    MuxGraph g;
+    const REFERENCE_TIME tenth = 1000000;
+    TestPushSource* v = g.AddSource(VideoType(8, 8, 24, BI_RGB, 0), 192, L"v");
+    g.AddSink(file_);
+    ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
+    ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
+    ASSERT_EQ(g.control->Run(), S_OK);
+    std::vector<std::uint8_t> frame = Pattern(192, 0);
+    for (int slot : {0, 1, 3}) {
+        REFERENCE_TIME start = slot * tenth, stop = start + tenth;
+        ASSERT_EQ(v->Push(frame.data(), 192, &start, &stop), S_OK);
+    }
+    ASSERT_EQ(g.control->Stop(), S_OK);
+    EXPECT_EQ(Ffprobe("-show_entries stream=r_frame_rate,nb_frames -of csv=p=0", file_), "10/1,4\n");
+    std::vector<Packet> packets = Packets(file_, "v:0");
+    ASSERT_EQ(packets.size(), 3u);
+    EXPECT_EQ(packets[2].pts, 3);
+}
+
+TEST_F(AviMuxFilterTest, EndOfStreamGoesDownstreamOnceEveryInputHasEnded) {
+    MuxGraph g;
+    TestPushSource* a = g.AddSource(AudioType(PcmFormat(1, 8000, 16)), 1600, L"a");
+    TestPushSource* v = g.AddSource(VideoType(8, 8, 24, BI_RGB, kFrame), 192, L"v");
+    g.AddSink(file_);
+    ASSERT_EQ(g.ConnectSourceToMux(a), S_OK);
+    ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
+    ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
+    ASSERT_EQ(g.control->Run(), S_OK);
+    PushFrames(v, {0}, 192);
+    EXPECT_EQ(v->PushEndOfStream(), S_OK);
+    EXPECT_EQ(g.sink->m_nEndOfStreams, 0);
+    EXPECT_EQ(a->PushEndOfStream(), S_OK);
+    EXPECT_EQ(g.sink->m_nEndOfStreams, 1);
+    // The stream has ended: more samples are refused.
+    std::vector<std::uint8_t> frame = Pattern(192, 0);
+    REFERENCE_TIME start = kFrame, stop = 2 * kFrame;
+    EXPECT_EQ(v->Push(frame.data(), 192, &start, &stop), VFW_E_SAMPLE_REJECTED_EOS);
+    ASSERT_EQ(g.control->Stop(), S_OK);
+    EXPECT_EQ(Ffprobe("-show_entries stream=nb_frames -select_streams v -of csv=p=0", file_), "1\n");
 }
 
 }  // namespace

@@ -71,6 +71,11 @@ HRESULT STDMETHODCALLTYPE TestSinkPin::Seek(LARGE_INTEGER move, DWORD origin, UL
     return S_OK;
 }
 
+HRESULT TestSinkPin::OnEndOfStream() {
+    InterlockedIncrement(&m_pSink->m_nEndOfStreams);
+    return S_OK;
+}
+
 HRESULT STDMETHODCALLTYPE TestSinkPin::Commit(DWORD) {
     InterlockedIncrement(&m_pSink->m_nCommits);
     // The file is complete: close it.

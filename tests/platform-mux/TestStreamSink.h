@@ -41,6 +41,7 @@ public:
 
 protected:
     HRESULT OnReceive(IMediaSample*) override { return S_OK; }
+    HRESULT OnEndOfStream() override;
 
 private:
     TestStreamSink* m_pSink;
@@ -61,6 +62,7 @@ public:
     bool m_bSkipZeroBlocks = false;
     LONGLONG m_nByteBudget = -1;  // writes fail with STG_E_MEDIUMFULL beyond it
     volatile LONG m_nCommits = 0;
+    volatile LONG m_nEndOfStreams = 0;
     LONGLONG m_nBytesWritten = 0;
 
     HANDLE m_hFile = INVALID_HANDLE_VALUE;

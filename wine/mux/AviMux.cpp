@@ -209,6 +209,14 @@ HRESULT CAviMux::StartWriting() {
         } else {
             format.format = AudioStreamFormat(mt);
         }
+        const std::wstring& name = pin->StreamName();
+        if (!name.empty()) {
+            int bytes = WideCharToMultiByte(CP_ACP, 0, name.c_str(), -1, nullptr, 0, nullptr, nullptr);
+            if (bytes > 1) {
+                format.name.resize(bytes - 1);
+                WideCharToMultiByte(CP_ACP, 0, name.c_str(), -1, &format.name[0], bytes, nullptr, nullptr);
+            }
+        }
         pin->m_nStream = layout->AddStream(format);
         pin->m_nNextSlot = 0;
     }

@@ -1,12 +1,41 @@
 #include "mux/AviMuxInputPin.h"
 
 #include <mmreg.h>
+#include <oleauto.h>
 #include <uuids.h>
+
+#include <cwchar>
 
 #include "mux/AviMux.h"
 
 CAviMuxInputPin::CAviMuxInputPin(CAviMux* pFilter, CCritSec* pLock, HRESULT* phr, const wchar_t* pName)
     : CPackInputPin(L"AVI Mux input pin", pFilter, pLock, phr, pName), m_pMux(pFilter) {}
+
+HRESULT STDMETHODCALLTYPE CAviMuxInputPin::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
+    if (ppv == nullptr) return E_POINTER;
+    if (riid == IID_IPropertyBag) return GetInterface(static_cast<IPropertyBag*>(this), ppv);
+    return CPackInputPin::NonDelegatingQueryInterface(riid, ppv);
+}
+
+HRESULT STDMETHODCALLTYPE CAviMuxInputPin::Read(LPCOLESTR pszPropName, VARIANT* pVar, IErrorLog*) {
+    if (pszPropName == nullptr || pVar == nullptr) return E_POINTER;
+    CAutoLock lock(m_pLock);
+    if (wcscmp(pszPropName, L"name") != 0 || m_name.empty()) return E_INVALIDARG;
+    if (V_VT(pVar) != VT_EMPTY && V_VT(pVar) != VT_BSTR) return E_FAIL;
+    V_VT(pVar) = VT_BSTR;
+    V_BSTR(pVar) = SysAllocString(m_name.c_str());
+    return V_BSTR(pVar) != nullptr ? S_OK : E_OUTOFMEMORY;
+}
+
+HRESULT STDMETHODCALLTYPE CAviMuxInputPin::Write(LPCOLESTR pszPropName, VARIANT* pVar) {
+    if (pszPropName == nullptr || pVar == nullptr) return E_POINTER;
+    CAutoLock lock(m_pLock);
+    if (!IsStopped()) return VFW_E_WRONG_STATE;
+    if (wcscmp(pszPropName, L"name") != 0) return E_INVALIDARG;
+    if (V_VT(pVar) != VT_BSTR) return E_INVALIDARG;
+    m_name = V_BSTR(pVar) != nullptr ? V_BSTR(pVar) : L"";
+    return S_OK;
+}
 
 HRESULT CAviMuxInputPin::CheckMediaType(const CMediaType* pmt) {
     if (pmt == nullptr) return E_POINTER;

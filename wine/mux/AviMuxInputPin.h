@@ -3,19 +3,35 @@
 // the major and format types only) and hands every sample to its filter,
 // which writes it into the file.
 //
+// IPropertyBag: "name" (a string) becomes the stream's name ('strn');
+// Write is refused with VFW_E_WRONG_STATE unless the filter is stopped.
+//
 // Threads: as CPackInputPin. The stream fields (stream number, next frame
 // slot, frame duration) are set by the filter's Pause under the filter lock
 // while no sample flows, and used by the filter's write path under its write
 // lock.
 #pragma once
 
+#include <ocidl.h>
+
+#include <string>
+
 #include "common/PackInputPin.h"
 
 class CAviMux;
 
-class CAviMuxInputPin : public CPackInputPin {
+class CAviMuxInputPin : public CPackInputPin, public IPropertyBag {
 public:
     CAviMuxInputPin(CAviMux* pFilter, CCritSec* pLock, HRESULT* phr, const wchar_t* pName);
+
+    DECLARE_IUNKNOWN
+    HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+
+    // IPropertyBag
+    HRESULT STDMETHODCALLTYPE Read(LPCOLESTR pszPropName, VARIANT* pVar, IErrorLog* pErrorLog) override;
+    HRESULT STDMETHODCALLTYPE Write(LPCOLESTR pszPropName, VARIANT* pVar) override;
+    // The stream name set through the bag (filter lock held by the caller).
+    const std::wstring& StreamName() const { return m_name; }
 
     HRESULT CheckMediaType(const CMediaType* pmt) override;
     HRESULT CompleteConnect(IPin* pReceivePin) override;
@@ -38,4 +54,5 @@ protected:
 
 private:
     CAviMux* m_pMux;  // weak: the filter owns the pin
+    std::wstring m_name;
 };
