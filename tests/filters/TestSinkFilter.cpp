@@ -91,7 +91,7 @@ HRESULT CTestSinkFilter::OnReceive(IMediaSample* pSample) {
   BYTE* p = nullptr;
   rec.actualLength = pSample->GetActualDataLength();
   rec.size = pSample->GetSize();
-  if (SUCCEEDED(pSample->GetPointer(&p)) && p != nullptr && rec.actualLength > 0) {
+  if (recordBytes && SUCCEEDED(pSample->GetPointer(&p)) && p != nullptr && rec.actualLength > 0) {
     rec.bytes.assign(p, p + rec.actualLength);
   }
   rec.timeResult = pSample->GetTime(&rec.start, &rec.stop);
@@ -100,10 +100,11 @@ HRESULT CTestSinkFilter::OnReceive(IMediaSample* pSample) {
   HRESULT hr = S_OK;
   {
     CAutoLock lock(&m_DataLock);
-    if (receiveResult != S_OK && static_cast<int>(m_samples.size()) >= failAfter) {
+    if (receiveResult != S_OK && m_cReceived >= failAfter) {
       hr = receiveResult;
     } else {
-      m_samples.push_back(rec);
+      ++m_cReceived;
+      if (recordSamples) m_samples.push_back(rec);
       if (holdSamples) {
         pSample->AddRef();
         m_held.push_back(pSample);
@@ -173,7 +174,7 @@ std::vector<ReceivedSample> CTestSinkFilter::Samples() {
 
 int CTestSinkFilter::SampleCount() {
   CAutoLock lock(&m_DataLock);
-  return static_cast<int>(m_samples.size());
+  return m_cReceived;
 }
 
 int CTestSinkFilter::EndOfStreamCount() {

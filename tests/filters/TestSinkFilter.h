@@ -72,6 +72,8 @@ class CTestSinkFilter : public CBaseFilter {
   bool holdSamples = false;          // keep every received sample referenced
   HRESULT receiveResult = S_OK;      // what Receive returns ...
   int failAfter = 0;                 // ... once this many samples were taken
+  bool recordBytes = true;           // false: keep only lengths, times and flags
+  bool recordSamples = true;         // false: only count them (no memory per sample)
 
   // Records.
   std::vector<ReceivedSample> Samples();
@@ -99,6 +101,7 @@ class CTestSinkFilter : public CBaseFilter {
   CTestSinkPin* m_pPin;  // owned
   std::vector<ReceivedSample> m_samples;
   std::vector<IMediaSample*> m_held;
+  int m_cReceived = 0;
   int m_cEndOfStream = 0;
   HANDLE m_hReceived;    // auto-reset: a sample or end-of-stream came
   IMemAllocator* m_pNotified = nullptr;     // counted
