@@ -51,8 +51,8 @@ HRESULT StartMovieRecord(int id, const wchar_t* fileName) {
   return S_OK;
 }
 
-// Ends the streams, stops the graph (completing the file) and empties it.
-// The result is StopRecord's, whatever emptying the graph gives.
+// Lets the pins pass the last frame on, ends the streams, stops the graph
+// (completing the file) and empties it. The result is StopRecord's, whatever emptying the graph gives.
 HRESULT StopMovieRecord(int id) {
   TAV_LOG(kFile, kStop, LOG_SEV_TRACE, 0, L"TavMovieMakerStopMovieRecord -> Enter");
   if (id == 0) {
@@ -61,6 +61,7 @@ HRESULT StopMovieRecord(int id) {
   }
   WriterOrRaise()->LoadParam(id);
   CAviWriter* writer = WriterOrRaise();
+  WaitForLastDelivery(writer);
   writer->ReleaseFilterData();
   HRESULT hr = writer->StopRecord();
   writer->m_bStarted = false;

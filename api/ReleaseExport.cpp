@@ -10,12 +10,33 @@ namespace {
 
 const char kRelease[] = "TavMovieMakerRelease";
 
+// Whether releasing `id` takes the last record, and with it the writer.
+bool TakesLastRecord(int id) {
+  if (!g_plistAviID) return false;
+  for (const AviWriterParam& record : *g_plistAviID)
+    if (record.nID != id) return false;
+  return true;
+}
+
+// A recording still running when the writer goes would leave the source pins'
+// threads waiting for data while the graph is torn down, and the teardown
+// would wait for them for ever: end it first, as StopMovieRecord does.
+void EndRunningRecording(CAviWriter* writer) {
+  TAV_LOG(L".\\TavMovieMaker", kRelease, LOG_SEV_WARNING, 0, L"TavMovieMakerRelease -> recording still running, stopped");
+  WaitForLastDelivery(writer);
+  writer->ReleaseFilterData();
+  writer->StopRecord();
+  writer->m_bStarted = false;
+  writer->EmptyGraph();
+}
+
 // Closes the kernel objects (whichever writer they were made for), counts the
 // ID back and drops its records; with the last record the writer goes too.
-// It neither stops a recording nor empties the graph.
+// A recording is left running unless the writer itself goes.
 HRESULT Release(int id) {
   TAV_LOG(L".\\TavMovieMaker", kRelease, LOG_SEV_TRACE, 0, L"TavMovieMakerRelease -> Enter");
   if (g_pAviWriter) {
+    if (g_pAviWriter->m_bStarted && TakesLastRecord(id)) EndRunningRecording(g_pAviWriter);
     CloseWriterHandles(g_pAviWriter);
     --g_nAviIDCounter;
     if (g_plistAviID) {

@@ -1,0 +1,169 @@
+// Host-side misuse: null pointers, zero sizes, ID 0, unknown IDs and calls in
+// the wrong order never crash and never block longer than the 10-second
+// hand-over waits.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "tests/api/MovieCheck.h"
+#include "tests/api/MovieMakerDll.h"
+#include "tests/common/UnixTools.h"
+
+namespace tavtest {
+namespace {
+
+const HRESULT kFail = static_cast<HRESULT>(0x80004005);
+const HRESULT kPointer = static_cast<HRESULT>(0x80004003);
+
+double SecondsSince(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+class Misuse : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(dll.ok());
+    dll.CatchLog();
+  }
+  int SetUpWriter() {
+    int id = 0;
+    EXPECT_EQ(dll.InitEx(16, 8, 25.0, nullptr, &id), S_OK);
+    dll.TakeLines();
+    return id;
+  }
+  // Records `count` frames into `name` and returns the movie's path.
+  std::wstring Record(int id, const wchar_t* name, int count) {
+    std::wstring movie = dir + name;
+    EXPECT_EQ(dll.StartMovieRecord(id, movie.c_str()), S_OK);
+    for (int n = 0; n < count; ++n)
+      EXPECT_EQ(dll.AddMovieFrame2(id, frame.data(), static_cast<unsigned>(frame.size()), n * 400000LL, n), S_OK);
+    return movie;
+  }
+  MovieMakerDll dll;
+  std::wstring dir = MakeTempDir();
+  std::vector<unsigned char> frame = std::vector<unsigned char>(16 * 8 * 3, 0x33);
+};
+
+TEST_F(Misuse, EveryCallBeforeAnyWriterIsSetUp) {
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(dll.AddMovieFrame2(1, frame.data(), 384, 0, 0), kPointer);
+  EXPECT_EQ(dll.AddMovieFrame(1, frame.data(), 384, 0), kPointer);
+  EXPECT_EQ(dll.AddAudioSample2(1, frame.data(), 384, 0, 0), kPointer);
+  EXPECT_EQ(dll.AddAudioSample(1, frame.data(), 384, 0), kPointer);
+  EXPECT_EQ(dll.AddBreakFrame(1), kPointer);
+  EXPECT_EQ(dll.StartMovieRecord(1, L"Z:\\tmp\\never.avi"), kPointer);
+  EXPECT_EQ(dll.StopMovieRecord(1), kPointer);
+  EXPECT_EQ(dll.StopMovieRecord(0), kFail);
+  EXPECT_LT(SecondsSince(start), 5.0);
+  // A writer set up afterwards records normally.
+  int id = SetUpWriter();
+  std::wstring movie = Record(id, L"after.avi", 2);
+  EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
+  EXPECT_EQ(ProbeStream(movie, "v:0")["nb_frames"], "2");
+}
+
+TEST_F(Misuse, NullIdPointerIsRefused) {
+  EXPECT_EQ(dll.InitEx(16, 8, 25.0, nullptr, nullptr), kFail);
+  EXPECT_EQ(dll.Init2(16, 8, 25.0, nullptr), kFail);
+  EXPECT_EQ(dll.Init(16, 8, 25, nullptr), kFail);
+  std::vector<std::wstring> lines = dll.TakeLines();
+  EXPECT_EQ(Count(lines, Error(L"Create Movie error, bad pID")), 3) << Dump(lines);
+}
+
+TEST_F(Misuse, NullFileNameIsRefused) {
+  int id = SetUpWriter();
+  EXPECT_EQ(dll.StartMovieRecord(id, nullptr), kFail);
+  EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerStartMovieRecord -> Enter"),
+                                                          Error(L"StartMovieRecord() bad file name")}));
+  EXPECT_EQ(dll.StartMovieRecord(0, nullptr), kFail);
+}
+
+TEST_F(Misuse, NullAndZeroArgumentsToTheHandOver) {
+  int id = SetUpWriter();
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(dll.AddMovieFrame2(id, nullptr, 0, 0, 0), kFail);
+  EXPECT_EQ(dll.AddMovieFrame(id, nullptr, 384, 0), kFail);
+  EXPECT_EQ(dll.AddMovieFrame(id, frame.data(), 0, 0), kFail);
+  EXPECT_EQ(dll.AddAudioSample2(id, nullptr, 0, 0, 0), kFail);
+  EXPECT_EQ(dll.AddAudioSample(0, frame.data(), 384, 0), kFail);
+  EXPECT_EQ(dll.AddBreakFrame(0), kFail);
+  EXPECT_LT(SecondsSince(start), 5.0);
+}
+
+TEST_F(Misuse, CompressorCallsWithNullPointers) {
+  int id = SetUpWriter();
+  int count = 1, maxLength = 10;
+  EXPECT_EQ(dll.GetCompressors(id, nullptr, &count, &maxLength), kFail);
+  EXPECT_EQ(dll.GetAudioCompressors(id, nullptr, &count, &maxLength), S_FALSE) << "no audio stream yet";
+  bool hasDialog = true;
+  EXPECT_EQ(dll.SetCompressor(id, nullptr, &hasDialog), kFail);
+  EXPECT_EQ(dll.SetAudioCompressor(id, nullptr), kFail);
+}
+
+TEST_F(Misuse, StopBeforeStartAndStopTwice) {
+  int id = SetUpWriter();
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
+  EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
+  EXPECT_LT(SecondsSince(start), 5.0);
+  std::wstring movie = Record(id, L"after-stops.avi", 3);
+  EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
+  EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
+  EXPECT_EQ(ProbeStream(movie, "v:0")["nb_frames"], "3");
+}
+
+TEST_F(Misuse, FrameAfterStopReturnsWithinTheWaits) {
+  int id = SetUpWriter();
+  std::wstring movie = Record(id, L"stopped.avi", 2);
+  ASSERT_EQ(dll.StopMovieRecord(id), S_OK);
+  auto start = std::chrono::steady_clock::now();
+  HRESULT hr = dll.AddMovieFrame2(id, frame.data(), 384, 800000, 2);
+  EXPECT_TRUE(hr == S_OK || hr == static_cast<HRESULT>(-1234)) << std::hex << hr;
+  EXPECT_LT(SecondsSince(start), 21.0);
+  EXPECT_EQ(ProbeStream(movie, "v:0")["nb_frames"], "2");
+}
+
+TEST_F(Misuse, UnknownIdsNeitherCrashNorHang) {
+  int id = SetUpWriter();
+  auto start = std::chrono::steady_clock::now();
+  // Each unknown ID loaded replaces the registry with one fresh record under
+  // the next counter value: 2, then 3. Release counts back to 2.
+  EXPECT_EQ(dll.StopMovieRecord(99), S_OK);
+  EXPECT_EQ(dll.AddBreakFrame(98), S_OK);
+  dll.Release(97);
+  EXPECT_LT(SecondsSince(start), 5.0);
+  // The writer object survived; a new set-up is issued 3 once more.
+  int again = 0;
+  ASSERT_EQ(dll.InitEx(16, 8, 25.0, nullptr, &again), S_OK);
+  EXPECT_EQ(again, 3);
+  EXPECT_EQ(id, 1);
+}
+
+TEST_F(Misuse, ReleaseDuringARecording) {
+  int id = SetUpWriter();
+  std::wstring movie = Record(id, L"released.avi", 3);
+  auto start = std::chrono::steady_clock::now();
+  dll.Release(id);
+  EXPECT_LT(SecondsSince(start), 5.0);
+  std::vector<std::wstring> lines = dll.TakeLines();
+  EXPECT_TRUE(InOrder(lines, {Trace(L"TavMovieMakerRelease -> Enter"),
+                              L"SV=WARNING; CD=0; MSG=TavMovieMakerRelease -> recording still running, stopped",
+                              Trace(L"CAviWriter::StopRecord -> Leave"), Trace(L"CAviWriter::~CAviWriter -> Enter"),
+                              Trace(L"TavMovieMakerRelease -> Leave")}))
+      << Dump(lines);
+  EXPECT_EQ(ProbeStream(movie, "v:0")["nb_frames"], "3") << "the movie was completed";
+  EXPECT_EQ(dll.AddMovieFrame2(id, frame.data(), 384, 1200000, 3), kPointer);
+  EXPECT_EQ(dll.StopMovieRecord(id), kPointer);
+  // Everything starts afresh.
+  int again = 0;
+  ASSERT_EQ(dll.InitEx(16, 8, 25.0, nullptr, &again), S_OK);
+  EXPECT_EQ(again, 1);
+  std::wstring next = Record(again, L"after-release.avi", 2);
+  EXPECT_EQ(dll.StopMovieRecord(again), S_OK);
+  EXPECT_EQ(ProbeStream(next, "v:0")["nb_frames"], "2");
+}
+
+}  // namespace
+}  // namespace tavtest
