@@ -12,6 +12,7 @@ RawVideoInput::RawVideoInput(UINT pixelFormat, UINT width, int height, double fp
     CUnknown* object = CPushSourceReadRAW::CreateInstance(nullptr, &hr);
     if (object == nullptr)
         return;
+    m_source = static_cast<CPushSourceReadRAW*>(object);
     object->NonDelegatingQueryInterface(IID_IBaseFilter, reinterpret_cast<void**>(&m_filter));
     m_filter->QueryInterface(IID_IMovie2, reinterpret_cast<void**>(&m_movie));
     m_movie->SetEventHandles(m_host.hReady(), m_host.hBufferReady(), m_host.hBufferDone());
@@ -44,6 +45,11 @@ IPin* RawVideoInput::OutputPin() const
 HRESULT RawVideoInput::Push(const void* data, int size, unsigned __int64 time, unsigned __int64 frameNumber)
 {
     return m_host.PushFrame(m_movie, static_cast<BYTE*>(const_cast<void*>(data)), size, time, frameNumber);
+}
+
+HRESULT RawVideoInput::StreamError() const
+{
+    return m_source != nullptr ? m_source->PeekStreamError() : E_FAIL;
 }
 
 void RawVideoInput::End()

@@ -8,6 +8,8 @@
 
 #include <strmif.h>
 
+class CSource;
+
 namespace platformtest {
 
 class RawVideoInput {
@@ -27,8 +29,11 @@ public:
     HRESULT Push(const void* data, int size, unsigned __int64 time, unsigned __int64 frameNumber);
     // Ends the stream (IMovie::ReleaseFilterData).
     void End();
+    // The filter's stream error code: why its last delivery failed (S_OK if none).
+    HRESULT StreamError() const;
 
 private:
+    CSource* m_source = nullptr;  // the same object as m_filter
     IBaseFilter* m_filter = nullptr;
     IMovie2* m_movie = nullptr;
     IPin* m_pin = nullptr;
