@@ -360,7 +360,7 @@ TEST_F(AudioSourceTest, StopWhileWaitingForABlock) {
   HRESULT result = E_FAIL;
   TraceRecorder::Clear();
   std::thread worker([&] { result = pin_->FillBuffer(&sample); });
-  ASSERT_TRUE(host_.WaitBufferReady(5000));
+  ASSERT_TRUE(host_.WaitBufferReady(10000));
   ASSERT_EQ(S_OK, audio_->ReleaseFilterData());
   worker.join();
   EXPECT_EQ(S_FALSE, result);
@@ -496,7 +496,7 @@ class AudioGraphTest : public AudioSourceTest {
   }
   void Finish() {
     ASSERT_EQ(S_OK, audio_->ReleaseFilterData());
-    ASSERT_TRUE(sink_->WaitForEndOfStream(5000));
+    ASSERT_TRUE(sink_->WaitForEndOfStream(10000));
     ASSERT_EQ(S_OK, graph_.Stop());
     EXPECT_FALSE(pin_->ThreadExists());
   }
@@ -518,7 +518,7 @@ TEST_F(AudioGraphTest, SixteenBitBlocksArriveWholeWithTheirDurations) {
   ASSERT_EQ(S_OK, Push(a, 0, 0));
   ASSERT_EQ(S_OK, Push(b, 1000000, 1));
   ASSERT_EQ(S_OK, Push(c, 2000000, 2));
-  ASSERT_TRUE(sink_->WaitForSamples(3, 5000));
+  ASSERT_TRUE(sink_->WaitForSamples(3, 10000));
   Finish();
   auto s = sink_->Samples();
   ASSERT_EQ(3u, s.size());
@@ -546,7 +546,7 @@ TEST_F(AudioGraphTest, TwentyFourBitExtensibleBlocks) {
   std::vector<BYTE> a = Pattern(11520, 7);
   ASSERT_EQ(S_OK, Push(a, 0, ~0ull));
   ASSERT_EQ(S_OK, Push(a, 400000, ~0ull));
-  ASSERT_TRUE(sink_->WaitForSamples(2, 5000));
+  ASSERT_TRUE(sink_->WaitForSamples(2, 10000));
   Finish();
   auto s = sink_->Samples();
   ASSERT_EQ(2u, s.size());
@@ -563,7 +563,7 @@ TEST_F(AudioGraphTest, GapInBlockNumbersGivesADiscontinuousSample) {
   ASSERT_EQ(S_OK, Push(a, 0, 3));
   ASSERT_EQ(S_OK, Push(a, 3000000, 6));
   ASSERT_EQ(S_OK, Push(a, 4000000, 7));
-  ASSERT_TRUE(sink_->WaitForSamples(3, 5000));
+  ASSERT_TRUE(sink_->WaitForSamples(3, 10000));
   Finish();
   auto s = sink_->Samples();
   ASSERT_EQ(3u, s.size());
@@ -600,7 +600,7 @@ TEST_F(AudioGraphTest, StopWhileThePinWaitsInGetDeliveryBuffer) {
   ASSERT_EQ(S_OK, graph_.Run());
   std::vector<BYTE> a = Pattern(400, 7);
   ASSERT_EQ(S_OK, Push(a, 0, 0));
-  ASSERT_TRUE(sink_->WaitForSamples(1, 5000));
+  ASSERT_TRUE(sink_->WaitForSamples(1, 10000));
   EXPECT_FALSE(host_.WaitBufferReady(100));
   DWORD start = GetTickCount();
   ASSERT_EQ(S_OK, graph_.Stop());
@@ -612,10 +612,10 @@ TEST_F(AudioGraphTest, StopWhileThePinWaitsForABlock) {
   ASSERT_EQ(S_OK, Init(16, 10));
   Connect();
   ASSERT_EQ(S_OK, graph_.Run());
-  ASSERT_TRUE(host_.WaitBufferReady(5000));
+  ASSERT_TRUE(host_.WaitBufferReady(10000));
   ASSERT_EQ(S_OK, audio_->ReleaseFilterData());
-  ASSERT_TRUE(host_.WaitBufferDone(5000));
-  ASSERT_TRUE(sink_->WaitForEndOfStream(5000));
+  ASSERT_TRUE(host_.WaitBufferDone(10000));
+  ASSERT_TRUE(sink_->WaitForEndOfStream(10000));
   ASSERT_EQ(S_OK, graph_.Stop());
   EXPECT_EQ(0, sink_->SampleCount());
   EXPECT_FALSE(pin_->ThreadExists());

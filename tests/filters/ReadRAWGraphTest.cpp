@@ -68,7 +68,7 @@ class ReadRAWGraphTest : public ::testing::Test {
   // Ends the stream as the writer does, then stops the graph.
   void Finish() {
     ASSERT_EQ(S_OK, movie_->ReleaseFilterData());
-    ASSERT_TRUE(sink_->WaitForEndOfStream(5000));
+    ASSERT_TRUE(sink_->WaitForEndOfStream(10000));
     ASSERT_EQ(S_OK, graph_.Stop());
     EXPECT_FALSE(pin_->ThreadExists());
   }
@@ -84,7 +84,7 @@ class ReadRAWGraphTest : public ::testing::Test {
     std::vector<BYTE> a = Pattern(imageSize, 1), b = Pattern(imageSize, 100);
     ASSERT_EQ(S_OK, Push(a, 0, 0));
     ASSERT_EQ(S_OK, Push(b, kD, 1));
-    ASSERT_TRUE(sink_->WaitForSamples(2, 5000));
+    ASSERT_TRUE(sink_->WaitForSamples(2, 10000));
     Finish();
     auto samples = sink_->Samples();
     ASSERT_EQ(2u, samples.size());
@@ -127,7 +127,7 @@ TEST_F(ReadRAWGraphTest, NegativeHeightReversesTheRows) {
   ASSERT_EQ(S_OK, graph_.Run());
   std::vector<BYTE> frame = Pattern(5772, 3);
   ASSERT_EQ(S_OK, Push(frame, 0, 0));
-  ASSERT_TRUE(sink_->WaitForSamples(1, 5000));
+  ASSERT_TRUE(sink_->WaitForSamples(1, 10000));
   Finish();
   auto samples = sink_->Samples();
   ASSERT_EQ(1u, samples.size());
@@ -219,7 +219,7 @@ TEST_F(ReadRAWGraphTest, DropByFrameNumberSkipsSlotsAndFlagsTheNextSample) {
   std::vector<BYTE> frame = Pattern(48, 9);
   const unsigned __int64 numbers[] = {0, 1, 2, 5, 6};
   for (unsigned __int64 n : numbers) ASSERT_EQ(S_OK, Push(frame, n * kD, n)) << n;
-  ASSERT_TRUE(sink_->WaitForSamples(5, 5000));
+  ASSERT_TRUE(sink_->WaitForSamples(5, 10000));
   Finish();
   auto s = sink_->Samples();
   ASSERT_EQ(5u, s.size());
@@ -243,7 +243,7 @@ TEST_F(ReadRAWGraphTest, DropByTimeCountsOneMoreThanTheSlotsSkipped) {
   ASSERT_EQ(S_OK, Push(frame, 5000 + kD, none));
   ASSERT_EQ(S_OK, Push(frame, 5000 + 2 * kD, none));
   ASSERT_EQ(S_OK, Push(frame, 5000 + 3 * kD + kD / 2 + 1, none));  // just over half a frame late
-  ASSERT_TRUE(sink_->WaitForSamples(4, 5000));
+  ASSERT_TRUE(sink_->WaitForSamples(4, 10000));
   Finish();
   auto s = sink_->Samples();
   ASSERT_EQ(4u, s.size());
@@ -262,7 +262,7 @@ TEST_F(ReadRAWGraphTest, BreakFrameHidesTheGapFromTheTimeLine) {
   ASSERT_EQ(S_OK, movie_->AddFrame2(nullptr, 0, 0, 0));  // break: no events
   ASSERT_EQ(S_OK, Push(frame, 9 * kD, 9));
   ASSERT_EQ(S_OK, Push(frame, 10 * kD, 10));
-  ASSERT_TRUE(sink_->WaitForSamples(4, 5000));
+  ASSERT_TRUE(sink_->WaitForSamples(4, 10000));
   Finish();
   auto s = sink_->Samples();
   ASSERT_EQ(4u, s.size());
@@ -302,10 +302,10 @@ TEST_F(ReadRAWGraphTest, StopWhileThePinWaitsForAFrame) {
   ASSERT_EQ(S_OK, graph_.Run());
   std::vector<BYTE> frame = Pattern(48, 9);
   ASSERT_EQ(S_OK, Push(frame, 0, 0));
-  ASSERT_TRUE(host_.WaitBufferReady(5000));  // the pin waits for the next frame
+  ASSERT_TRUE(host_.WaitBufferReady(10000));  // the pin waits for the next frame
   ASSERT_EQ(S_OK, movie_->ReleaseFilterData());
-  ASSERT_TRUE(host_.WaitBufferDone(5000));
-  ASSERT_TRUE(sink_->WaitForEndOfStream(5000));
+  ASSERT_TRUE(host_.WaitBufferDone(10000));
+  ASSERT_TRUE(sink_->WaitForEndOfStream(10000));
   DWORD start = GetTickCount();
   ASSERT_EQ(S_OK, graph_.Stop());
   EXPECT_LT(GetTickCount() - start, 2000u);
@@ -322,7 +322,7 @@ TEST_F(ReadRAWGraphTest, StopWhileThePinWaitsInGetDeliveryBuffer) {
   ASSERT_EQ(S_OK, graph_.Run());
   std::vector<BYTE> frame = Pattern(48, 9);
   ASSERT_EQ(S_OK, Push(frame, 0, 0));
-  ASSERT_TRUE(sink_->WaitForSamples(1, 5000));
+  ASSERT_TRUE(sink_->WaitForSamples(1, 10000));
   EXPECT_FALSE(host_.WaitBufferReady(100));  // no second FillBuffer: no buffer
   DWORD start = GetTickCount();
   ASSERT_EQ(S_OK, graph_.Stop());
@@ -337,12 +337,12 @@ TEST_F(ReadRAWGraphTest, RunAgainAfterStopStartsFromSlotZero) {
   ASSERT_EQ(S_OK, graph_.Run());
   ASSERT_EQ(S_OK, Push(frame, 0, 0));
   ASSERT_EQ(S_OK, Push(frame, kD, 1));
-  ASSERT_TRUE(sink_->WaitForSamples(2, 5000));
+  ASSERT_TRUE(sink_->WaitForSamples(2, 10000));
   Finish();
   ASSERT_EQ(S_OK, movie_->InitParam2(4, 4, 25.0, 0, 1));  // a new movie
   ASSERT_EQ(S_OK, graph_.Run());
   ASSERT_EQ(S_OK, Push(frame, 77, 0));
-  ASSERT_TRUE(sink_->WaitForSamples(3, 5000));
+  ASSERT_TRUE(sink_->WaitForSamples(3, 10000));
   ASSERT_EQ(S_OK, movie_->ReleaseFilterData());
   ASSERT_EQ(S_OK, graph_.Stop());
   auto s = sink_->Samples();

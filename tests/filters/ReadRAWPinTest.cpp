@@ -320,7 +320,7 @@ TEST_F(ReadRAWPinTest, StopWhileWaitingForAFrameLeavesTheSampleUntouched) {
   HRESULT result = E_FAIL;
   TraceRecorder::Clear();
   std::thread worker([&] { result = pin_->FillBuffer(&sample); });
-  ASSERT_TRUE(host_.WaitBufferReady(5000));  // the pin waits for a frame now
+  ASSERT_TRUE(host_.WaitBufferReady(10000));  // the pin waits for a frame now
   Sleep(20);
   pin_->m_cFramesTotal = 12;
   movie_->ReleaseFilterData();

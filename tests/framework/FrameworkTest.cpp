@@ -311,7 +311,7 @@ TEST_F(FrameworkTest, RunDeliversSamplesUntilEndOfStream) {
   source_->Stream()->endAfter = 4;
   ConnectInGraph();
   ASSERT_EQ(S_OK, graph_.Run());
-  ASSERT_TRUE(sink_->WaitForEndOfStream(5000));
+  ASSERT_TRUE(sink_->WaitForEndOfStream(10000));
   auto samples = sink_->Samples();
   ASSERT_EQ(3u, samples.size());
   for (int i = 0; i < 3; ++i) {
@@ -350,7 +350,7 @@ TEST_F(FrameworkTest, FillBufferFailureAbortsTheStream) {
   IMediaEvent* pEvent = nullptr;
   ASSERT_EQ(S_OK, graph_.graph()->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(&pEvent)));
   ASSERT_EQ(S_OK, graph_.Run());
-  ASSERT_TRUE(sink_->WaitForEndOfStream(5000));
+  ASSERT_TRUE(sink_->WaitForEndOfStream(10000));
   long code = 0;
   LONG_PTR p1 = 0, p2 = 0;
   bool sawAbort = false;
@@ -377,7 +377,7 @@ TEST_F(FrameworkTest, StopWhileWaitingInGetDeliveryBufferEndsTheLoop) {
   sink_->holdSamples = true;  // the one buffer never comes back
   ConnectInGraph();
   ASSERT_EQ(S_OK, graph_.Run());
-  ASSERT_TRUE(sink_->WaitForSamples(1, 5000));
+  ASSERT_TRUE(sink_->WaitForSamples(1, 10000));
   Sleep(50);
   EXPECT_EQ(1, source_->Stream()->fillCalls);  // stuck waiting for a buffer
   DWORD start = GetTickCount();
@@ -411,7 +411,7 @@ TEST_F(FrameworkTest, EveryObjectIsFreedAfterAGraphRun) {
   source_->Stream()->endAfter = 3;
   ConnectInGraph();
   ASSERT_EQ(S_OK, graph_.Run());
-  ASSERT_TRUE(sink_->WaitForEndOfStream(5000));
+  ASSERT_TRUE(sink_->WaitForEndOfStream(10000));
   ASSERT_EQ(S_OK, graph_.Stop());
   graph_.Release();
   ReleaseFilters();
