@@ -335,20 +335,59 @@ TEST_F(FileWriterTest, IStreamWritesAfterStopUntilCommitClosesTheFile)
     EXPECT_EQ(std::string(bytes.data() + 16, 16), std::string(16, 'd'));
 }
 
-TEST_F(FileWriterTest, AFileLeftOpenAfterStopClosesOnTheNextRunAndIsRewritten)
-{
-    const std::wstring path = dir + L"again.bin";
-    FileWriterGraph graph({Block("0123456789", 0, 10)}, path);
-    ASSERT_EQ(graph.connectResult, S_OK);
+// A multiplexer took the pin's IStream but never committed: the file stays
+// open after Stop until one of the other ends of its life.
+class FileLeftOpenTest : public FileWriterTest {
+protected:
+    void RecordWithoutCommit(FileWriterGraph& graph)
+    {
+        ASSERT_EQ(graph.connectResult, S_OK);
+        ASSERT_EQ(graph.input->QueryInterface(IID_IStream, stream.OutVoid()), S_OK);
+        ASSERT_EQ(graph.control->Run(), S_OK);
+        long code = 0;
+        EXPECT_EQ(graph.events->WaitForCompletion(5000, &code), S_OK);
+        ASSERT_EQ(graph.control->Stop(), S_OK);
+        EXPECT_FALSE(FileIsClosed(path));
+    }
+
+    std::wstring path = dir + L"left-open.bin";
     Ref<IStream> stream;
-    ASSERT_EQ(graph.input->QueryInterface(IID_IStream, stream.OutVoid()), S_OK);
+};
+
+TEST_F(FileLeftOpenTest, TheNextRunClosesItAndWritesTheFileAnew)
+{
+    FileWriterGraph graph({Block("0123456789", 0, 10)}, path);
+    RecordWithoutCommit(graph);
+    // The second run (the source has nothing more to send) starts a new file
+    // in place of the old one.
     ASSERT_EQ(graph.control->Run(), S_OK);
-    long code = 0;
-    EXPECT_EQ(graph.events->WaitForCompletion(5000, &code), S_OK);
+    ULONG written = 0;
+    ASSERT_EQ(stream->Write("new", 3, &written), S_OK);
     ASSERT_EQ(graph.control->Stop(), S_OK);
-    EXPECT_FALSE(FileIsClosed(path));
-    // No Commit: releasing the filter (graph and our references) closes it.
-    stream.Reset();
+    EXPECT_EQ(stream->Commit(STGC_DEFAULT), S_OK);
+    EXPECT_TRUE(FileIsClosed(path));
+    const std::vector<char> bytes = ReadWholeFile(path);
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "new");
+}
+
+TEST_F(FileLeftOpenTest, DisconnectingThePinClosesIt)
+{
+    FileWriterGraph graph({Block("0123456789", 0, 10)}, path);
+    RecordWithoutCommit(graph);
+    ASSERT_EQ(graph.graph->Disconnect(graph.input.Get()), S_OK);
+    EXPECT_TRUE(FileIsClosed(path));
+    EXPECT_EQ(ReadWholeFile(path).size(), 10u);
+}
+
+TEST_F(FileLeftOpenTest, ReleasingTheFilterClosesIt)
+{
+    {
+        FileWriterGraph graph({Block("0123456789", 0, 10)}, path);
+        RecordWithoutCommit(graph);
+        stream.Reset();
+    }
+    EXPECT_TRUE(FileIsClosed(path));
+    EXPECT_EQ(ReadWholeFile(path).size(), 10u);
 }
 
 TEST_F(FileWriterTest, UnwritablePathFailsRunWithPathNotFoundAndTheGraphStillStops)
