@@ -89,6 +89,11 @@ class CAviWriter {
   int m_iAudioCompressor;  // left unset by the constructor
   UINT m_nAudioFormat;     // left unset by the constructor
   int m_bAudioCompressed;  // 1 once an audio compressor entry was chosen, else 0
+
+ private:
+  // Waits (at most 2 s per pin) until the running source pins have delivered
+  // the last sample handed over; called by StopRecord under m_hMainMutex.
+  void WaitForLastDeliveries(IMediaControl* control);
 };
 
 // The one writer object of the process (defined with the registry in api/).

@@ -10,6 +10,9 @@ namespace {
 
 const wchar_t kFile[] = L".\\TavMovieMaker";
 
+// How long a stop waits for a source pin to finish delivering its last sample.
+const DWORD kDeliveryWaitMs = 2000;
+
 // The first pin of a source filter, which is its one output pin. A failing
 // EnumPins or Next raises its HRESULT.
 IPinPtr FirstPin(IBaseFilter* filter) {
@@ -145,6 +148,7 @@ HRESULT CAviWriter::StopRecord() {
   if (m_pGraph) {
     IMediaControlPtr control(m_pGraph);
     if (control) {
+      WaitForLastDeliveries(control);
       HRESULT hr = control->Stop();
       if (FAILED(hr)) {
         hold.Release();
@@ -156,6 +160,18 @@ HRESULT CAviWriter::StopRecord() {
   hold.Release();
   TAV_LOG(kFile, "CAviWriter::StopRecord", LOG_SEV_TRACE, 0, L"CAviWriter::StopRecord -> Leave");
   return S_OK;
+}
+
+// A hand-over returns once the pin has copied the frame, before the pin has
+// delivered it downstream; stopping the graph in between would lose that last
+// sample. Each running source pin signals "buffer ready" as soon as it is back
+// for its next sample (ReleaseFilterData has already told it to end there),
+// so wait for that, boundedly, before stopping.
+void CAviWriter::WaitForLastDeliveries(IMediaControl* control) {
+  OAFilterState state = State_Stopped;
+  if (control->GetState(0, &state) != S_OK || state != State_Running) return;
+  if (m_pRawFilter && m_hEventBufferReady) WaitForSingleObject(m_hEventBufferReady, kDeliveryWaitMs);
+  if (m_pAudioSource && m_hEventAudioBufferReady) WaitForSingleObject(m_hEventAudioBufferReady, kDeliveryWaitMs);
 }
 
 HRESULT CAviWriter::EmptyGraph() {

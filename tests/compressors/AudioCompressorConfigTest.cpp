@@ -4,7 +4,7 @@
 
 #include "compressors/AudioCompressorConfig.h"
 #include "compressors/CompressorExports.h"
-#include "tests/compressors/FakeConfigFilter.h"
+#include "tests/writer/support/FakeConfigFilter.h"
 #include "tests/writer/support/LogCapture.h"
 
 using tavtest::FakeConfigFilter;

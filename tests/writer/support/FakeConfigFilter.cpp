@@ -1,4 +1,4 @@
-#include "tests/compressors/FakeConfigFilter.h"
+#include "tests/writer/support/FakeConfigFilter.h"
 
 #include <cstring>
 
