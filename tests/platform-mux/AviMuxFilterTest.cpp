@@ -325,6 +325,38 @@ TEST_F(AviMuxFilterTest, StopWhileTheSourceDeliversLeavesACompleteFile) {
               std::to_string(accepted.load()) + "," + std::to_string(accepted.load()) + "\n");
 }
 
+TEST_F(AviMuxFilterTest, StopWaitsForTheReceiveInProgress) {
+    MuxGraph g;
+    const std::size_t size = DibSize(640, 480, 32);  // large: written straight from the sample
+    TestPushSource* v = g.AddSource(VideoType(640, 480, 32, BI_RGB, kFrame), static_cast<long>(size), L"v");
+    g.AddSink(file_);
+    ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
+    ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
+    ASSERT_EQ(g.control->Run(), S_OK);
+    PushFrames(v, {0}, size);
+    g.sink->m_nNextWriteDelayMs = 500;
+    HRESULT pushed = E_FAIL;
+    std::thread pusher([&] {
+        std::vector<std::uint8_t> frame = Pattern(size, 1);
+        REFERENCE_TIME start = kFrame, stop = 2 * kFrame;
+        pushed = v->Push(frame.data(), static_cast<long>(size), &start, &stop);
+    });
+    ASSERT_EQ(WaitForSingleObject(g.sink->m_hWriteStarted, 5000), WAIT_OBJECT_0);
+    DWORD before = GetTickCount();
+    EXPECT_EQ(g.control->Stop(), S_OK);
+    DWORD took = GetTickCount() - before;
+    pusher.join();
+    EXPECT_EQ(pushed, S_OK);
+    EXPECT_GE(took, 300u);
+    // Both frames, the second one delivered while the graph stopped, are in the file.
+    std::vector<Packet> packets = Packets(file_, "v:0");
+    ASSERT_EQ(packets.size(), 2u);
+    EXPECT_EQ(packets[1].pts, 1);
+    std::vector<std::uint8_t> expected = Pattern(size, 0), second = Pattern(size, 1);
+    expected.insert(expected.end(), second.begin(), second.end());
+    EXPECT_EQ(StreamBytes(file_, "v:0"), expected);
+}
+
 TEST_F(AviMuxFilterTest, PeerWithoutIStreamFailsTheStart) {
     MuxGraph g;
     TestPushSource* v = g.AddSource(VideoType(8, 8, 24, BI_RGB, kFrame), 192, L"v");

@@ -37,6 +37,11 @@ HRESULT STDMETHODCALLTYPE TestSinkPin::Write(const void* pv, ULONG cb, ULONG* pc
     if (m_pSink->m_hFile == INVALID_HANDLE_VALUE) return E_UNEXPECTED;
     if (m_pSink->m_nByteBudget >= 0 && m_pSink->m_nBytesWritten + cb > m_pSink->m_nByteBudget)
         return STG_E_MEDIUMFULL;
+    LONG delay = InterlockedExchange(&m_pSink->m_nNextWriteDelayMs, 0);
+    if (delay > 0) {
+        SetEvent(m_pSink->m_hWriteStarted);
+        Sleep(static_cast<DWORD>(delay));
+    }
     // Pieces of 64 KB that hold only zeros are left as holes when asked.
     const char* bytes = static_cast<const char*>(pv);
     const ULONG piece = m_pSink->m_bSkipZeroBlocks ? 65536 : cb;
@@ -94,6 +99,7 @@ TestStreamSink::TestStreamSink(const std::wstring& path, bool offerStream, HRESU
 
 TestStreamSink::~TestStreamSink() {
     if (m_hFile != INVALID_HANDLE_VALUE) CloseHandle(m_hFile);
+    CloseHandle(m_hWriteStarted);
 }
 
 TestStreamSink* TestStreamSink::Create(const std::wstring& path, bool offerStream) {

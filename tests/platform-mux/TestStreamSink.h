@@ -63,6 +63,9 @@ public:
     LONGLONG m_nByteBudget = -1;  // writes fail with STG_E_MEDIUMFULL beyond it
     volatile LONG m_nCommits = 0;
     volatile LONG m_nEndOfStreams = 0;
+    // When set, the next write signals m_hWriteStarted and then sleeps this long.
+    volatile LONG m_nNextWriteDelayMs = 0;
+    HANDLE m_hWriteStarted = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     LONGLONG m_nBytesWritten = 0;
 
     HANDLE m_hFile = INVALID_HANDLE_VALUE;
