@@ -37,6 +37,10 @@ function(tav_add_gtest name)
   if(T_ENVIRONMENT)
     list(APPEND props ENVIRONMENT "${T_ENVIRONMENT}")
   endif()
+  # CMake 3.25.1 writes the include file over itself when it configures an
+  # existing build tree again (the file then only includes itself and ctest
+  # fails); removing it first lets the generate step write it properly.
+  file(REMOVE "${CMAKE_CURRENT_BINARY_DIR}/${name}[1]_include.cmake")
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
     DISCOVERY_TIMEOUT 120
