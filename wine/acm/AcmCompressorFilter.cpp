@@ -136,7 +136,7 @@ HRESULT CAcmCompressorFilter::CheckInputFormat(const tavacm::WaveFormatBytes& in
     if (!tavacm::IsIntegerPcm(Header(input), input.size(), m_formatTag == WAVE_FORMAT_PCM))
         return VFW_E_TYPE_NOT_ACCEPTED;
     const tavacm::WaveFormatBytes plain = tavacm::PlainPcm(input);
-    if (tavacm::OutputFormats(m_formatTag, Header(plain)).empty())
+    if (!tavacm::CanEncode(m_formatTag, Header(plain)))
         return VFW_E_TYPE_NOT_ACCEPTED;
     return S_OK;
 }

@@ -51,13 +51,8 @@ struct EnumContext {
     const WAVEFORMATEX* input;
     std::vector<WaveFormatBytes>* formats;
     std::vector<WaveFormatBytes> refused;  // asked already, not convertible
+    bool stopAtFirst;
 };
-
-void AddUnique(std::vector<WaveFormatBytes>& formats, WaveFormatBytes format)
-{
-    if (std::find(formats.begin(), formats.end(), format) == formats.end())
-        formats.push_back(std::move(format));
-}
 
 BOOL CALLBACK CollectFormat(HACMDRIVERID, LPACMFORMATDETAILSW details, DWORD_PTR context, DWORD)
 {
@@ -69,10 +64,11 @@ BOOL CALLBACK CollectFormat(HACMDRIVERID, LPACMFORMATDETAILSW details, DWORD_PTR
     if (std::find(formats.begin(), formats.end(), format) != formats.end() ||
         std::find(refused.begin(), refused.end(), format) != refused.end())
         return TRUE;
-    if (CanConvert(*enumContext->input, *reinterpret_cast<const WAVEFORMATEX*>(format.data())))
+    if (CanConvert(*enumContext->input, *reinterpret_cast<const WAVEFORMATEX*>(format.data()))) {
         formats.push_back(std::move(format));
-    else
-        refused.push_back(std::move(format));
+        return enumContext->stopAtFirst ? FALSE : TRUE;
+    }
+    refused.push_back(std::move(format));
     return TRUE;
 }
 
@@ -138,7 +134,11 @@ std::wstring FormatTagName(WORD tag)
     return std::wstring();
 }
 
-std::vector<WaveFormatBytes> OutputFormats(WORD tag, const WAVEFORMATEX& input)
+namespace {
+
+// The suggested format (when it converts), then the enumerated ones; with
+// stopAtFirst, no more than one format in all.
+std::vector<WaveFormatBytes> CollectOutputFormats(WORD tag, const WAVEFORMATEX& input, bool stopAtFirst)
 {
     std::vector<WaveFormatBytes> formats;
     const DWORD maxSize = MaxFormatSize();
@@ -147,8 +147,12 @@ std::vector<WaveFormatBytes> OutputFormats(WORD tag, const WAVEFORMATEX& input)
     suggested->wFormatTag = tag;
     if (acmFormatSuggest(nullptr, const_cast<WAVEFORMATEX*>(&input), suggested, maxSize,
                          ACM_FORMATSUGGESTF_WFORMATTAG) == MMSYSERR_NOERROR &&
-        CanConvert(input, *suggested))
-        AddUnique(formats, CopyFormat(*suggested, maxSize));
+        CanConvert(input, *suggested)) {
+        formats.push_back(CopyFormat(*suggested, maxSize));
+        if (stopAtFirst)
+            return formats;
+    }
+    const size_t suggestedCount = formats.size();
 
     std::fill(buffer.begin(), buffer.end(), 0);
     auto* enumerated = reinterpret_cast<WAVEFORMATEX*>(buffer.data());
@@ -158,10 +162,36 @@ std::vector<WaveFormatBytes> OutputFormats(WORD tag, const WAVEFORMATEX& input)
     details.dwFormatTag = tag;
     details.pwfx = enumerated;
     details.cbwfx = maxSize;
-    EnumContext context = {&input, &formats, {}};
+    EnumContext context = {&input, &formats, {}, stopAtFirst};
     acmFormatEnumW(nullptr, &details, CollectFormat, reinterpret_cast<DWORD_PTR>(&context),
                    ACM_FORMATENUMF_WFORMATTAG);
+
+    // Of the enumerated formats, those that keep the input's rate and
+    // channels come first, more bits before fewer: the first one is the
+    // default when the codec suggests nothing it can convert to.
+    auto keepsLayout = [&input](const WaveFormatBytes& format) {
+        const auto& header = *reinterpret_cast<const WAVEFORMATEX*>(format.data());
+        return header.nSamplesPerSec == input.nSamplesPerSec && header.nChannels == input.nChannels;
+    };
+    const auto begin = formats.begin() + static_cast<std::ptrdiff_t>(suggestedCount);
+    const auto middle = std::stable_partition(begin, formats.end(), keepsLayout);
+    std::stable_sort(begin, middle, [](const WaveFormatBytes& a, const WaveFormatBytes& b) {
+        return reinterpret_cast<const WAVEFORMATEX*>(a.data())->wBitsPerSample >
+               reinterpret_cast<const WAVEFORMATEX*>(b.data())->wBitsPerSample;
+    });
     return formats;
+}
+
+}  // namespace
+
+std::vector<WaveFormatBytes> OutputFormats(WORD tag, const WAVEFORMATEX& input)
+{
+    return CollectOutputFormats(tag, input, false);
+}
+
+bool CanEncode(WORD tag, const WAVEFORMATEX& input)
+{
+    return !CollectOutputFormats(tag, input, true).empty();
 }
 
 std::vector<AcmFormatTag> EncodableFormatTags()
@@ -174,7 +204,7 @@ std::vector<AcmFormatTag> EncodableFormatTags()
             for (WORD channels = 1; channels <= 2 && !found; ++channels) {
                 const WORD align = static_cast<WORD>(2 * channels);
                 const WAVEFORMATEX input = {WAVE_FORMAT_PCM, channels, rate, rate * align, align, 16, 0};
-                found = !OutputFormats(tag.tag, input).empty();
+                found = CanEncode(tag.tag, input);
             }
             if (found)
                 break;

@@ -27,10 +27,15 @@ std::vector<AcmFormatTag> EncodableFormatTags();
 // ACM's name of a format tag; empty when no driver knows it.
 std::wstring FormatTagName(WORD tag);
 
-// The formats of `tag` that ACM can convert `input` into: the one the codec
-// suggests first (when it suggests one), then the codec's enumerated formats,
-// without duplicates. Empty when the codec cannot encode this input.
+// The formats of `tag` that ACM can convert `input` into, without
+// duplicates: the one the codec suggests first (when it can convert to it),
+// then the codec's enumerated formats, those with the input's rate and
+// channels (more bits first) before the others. Empty when the codec cannot
+// encode this input.
 std::vector<WaveFormatBytes> OutputFormats(WORD tag, const WAVEFORMATEX& input);
+
+// True when OutputFormats would not be empty (stops at the first format).
+bool CanEncode(WORD tag, const WAVEFORMATEX& input);
 
 // True when ACM can open a conversion from `input` to `output`.
 bool CanConvert(const WAVEFORMATEX& input, const WAVEFORMATEX& output);

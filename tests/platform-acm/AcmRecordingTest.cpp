@@ -1,0 +1,230 @@
+// The compressors in a recording graph built as the movie writer builds it:
+// the project's audio source (48 kHz stereo, fed through IAudio and its
+// hand-over events) -> an audio compressor bound from the category ->
+// the pack's AVI Mux -> the pack's File Writer, read back with ffprobe.
+#include "tests/common/UnixTools.h"
+#include "tests/platform-acm/AcmTestSupport.h"
+#include "tests/platform/GraphTestHelpers.h"
+#include "tests/platform/PcmAudioInput.h"
+#include "wine/acm/WaveMediaType.h"
+
+#include <dshow.h>
+#include <gtest/gtest.h>
+#include <uuids.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+using namespace platformtest;
+
+namespace {
+
+// ConnectDirect first, Connect when that fails: the movie writer's "link".
+HRESULT Link(IGraphBuilder* graph, IPin* out, IPin* in)
+{
+    const HRESULT hr = graph->ConnectDirect(out, in, nullptr);
+    return SUCCEEDED(hr) ? hr : graph->Connect(out, in);
+}
+
+// Binds the category entry with this friendly name; null when there is none.
+IBaseFilter* BindCompressor(const std::wstring& name)
+{
+    Ref<ICreateDevEnum> devices;
+    if (FAILED(CoCreateInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_INPROC_SERVER, IID_ICreateDevEnum,
+                                devices.OutVoid())))
+        return nullptr;
+    Ref<IEnumMoniker> monikers;
+    if (devices->CreateClassEnumerator(CLSID_AudioCompressorCategory, monikers.Out(), 0) != S_OK)
+        return nullptr;
+    IBaseFilter* filter = nullptr;
+    Ref<IMoniker> moniker;
+    while (filter == nullptr && monikers->Next(1, moniker.Out(), nullptr) == S_OK) {
+        Ref<IPropertyBag> bag;
+        if (FAILED(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, bag.OutVoid())))
+            continue;
+        VARIANT value;
+        VariantInit(&value);
+        if (SUCCEEDED(bag->Read(L"FriendlyName", &value, nullptr)) && V_VT(&value) == VT_BSTR &&
+            name == V_BSTR(&value))
+            moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, reinterpret_cast<void**>(&filter));
+        VariantClear(&value);
+    }
+    return filter;
+}
+
+class AcmRecording : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
+                                   graph.OutVoid()),
+                  S_OK);
+        ASSERT_EQ(graph->QueryInterface(IID_IMediaControl, control.OutVoid()), S_OK);
+        ASSERT_EQ(CoCreateInstance(CLSID_AviDest, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, mux.OutVoid()),
+                  S_OK);
+        ASSERT_EQ(CoCreateInstance(CLSID_FileWriter, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter,
+                                   writer.OutVoid()),
+                  S_OK);
+    }
+    void TearDown() override
+    {
+        if (audio)
+            audio->End();
+        if (control)
+            control->Stop();
+    }
+
+    // Source -> compressor -> mux, then the picked format (when given) set
+    // on the compressor's output, then mux -> writer and the file name.
+    HRESULT Build(int bitsPerSample, const std::wstring& compressorName, const std::vector<BYTE>& picked)
+    {
+        audio.reset(new PcmAudioInput(bitsPerSample, 10));
+        compressor.Reset();
+        *compressor.Out() = BindCompressor(compressorName);
+        if (!compressor)
+            return E_NOINTERFACE;
+        graph->AddFilter(audio->Filter(), L"Audio Source Filter");
+        graph->AddFilter(compressor.Get(), L"Audio Compressor");
+        graph->AddFilter(mux.Get(), L"AVI Mux");
+        Ref<IPin> compressorIn(FindPin(compressor.Get(), PINDIR_INPUT));
+        Ref<IPin> compressorOut(FindPin(compressor.Get(), PINDIR_OUTPUT));
+        HRESULT hr = Link(graph.Get(), audio->OutputPin(), compressorIn.Get());
+        if (FAILED(hr))
+            return hr;
+        Ref<IPin> muxIn(FindPin(mux.Get(), PINDIR_INPUT));
+        hr = Link(graph.Get(), compressorOut.Get(), muxIn.Get());
+        if (FAILED(hr))
+            return hr;
+        if (!picked.empty()) {
+            Ref<IAMStreamConfig> config;
+            compressorOut->QueryInterface(IID_IAMStreamConfig, config.OutVoid());
+            CMediaType type;
+            tavacm::MakeWaveMediaType(picked, &type);
+            hr = config->SetFormat(&type);
+            if (FAILED(hr))
+                return hr;
+        }
+        graph->AddFilter(writer.Get(), L"File Writer");
+        Ref<IPin> muxOut(FindPin(mux.Get(), PINDIR_OUTPUT));
+        Ref<IPin> writerIn(FindPin(writer.Get(), PINDIR_INPUT));
+        hr = Link(graph.Get(), muxOut.Get(), writerIn.Get());
+        if (FAILED(hr))
+            return hr;
+        Ref<IFileSinkFilter> sink;
+        writer->QueryInterface(IID_IFileSinkFilter, sink.OutVoid());
+        return sink->SetFileName(file.c_str(), nullptr);
+    }
+
+    // Two seconds of 48 kHz stereo tone in blocks of 100 ms, then stop.
+    HRESULT Record(int bitsPerSample)
+    {
+        HRESULT hr = control->Run();
+        if (FAILED(hr))
+            return hr;
+        const int bytesPerFrame = 2 * bitsPerSample / 8;
+        block.assign(4800 * bytesPerFrame, 0);
+        for (size_t i = 0; i < block.size(); ++i)
+            block[i] = static_cast<BYTE>((i * 7) & 0x3F);
+        for (unsigned i = 0; i < 20; ++i) {
+            hr = audio->Push(block.data(), static_cast<int>(block.size()), i * 1000000ULL, ~0ULL);
+            if (hr != S_OK)
+                return hr;
+        }
+        audio->End();
+        Ref<IMediaEvent> events;
+        graph->QueryInterface(IID_IMediaEvent, events.OutVoid());
+        WaitForEvent(events.Get(), EC_COMPLETE, 3000);
+        return control->Stop();
+    }
+
+    std::string ProbeStream()
+    {
+        return tavtest::RunUnixCommand("ffprobe -v error -show_entries stream=codec_type,codec_name,sample_rate,"
+                                       "channels,duration -of csv=p=0 " +
+                                       tavtest::ShellQuote(tavtest::UnixPathOf(file)))
+            .output;
+    }
+
+    // The audio stream's samples as ffmpeg decodes them, 16-bit.
+    std::vector<BYTE> DecodedSamples()
+    {
+        const std::wstring raw = file + L".raw";
+        tavtest::RunUnixCommand("ffmpeg -v error -i " + tavtest::ShellQuote(tavtest::UnixPathOf(file)) +
+                                " -map 0:a -f s16le -y " + tavtest::ShellQuote(tavtest::UnixPathOf(raw)));
+        const std::vector<char> bytes = ReadWholeFile(raw);
+        return std::vector<BYTE>(bytes.begin(), bytes.end());
+    }
+
+    ComScope com;
+    std::vector<BYTE> block;  // the block Record sent 20 times
+    std::wstring file = tavtest::MakeTempDir() + L"audio.avi";
+    Ref<IGraphBuilder> graph;
+    Ref<IMediaControl> control;
+    Ref<IBaseFilter> mux;
+    Ref<IBaseFilter> writer;
+    Ref<IBaseFilter> compressor;
+    std::unique_ptr<PcmAudioInput> audio;
+};
+
+}  // namespace
+
+TEST_F(AcmRecording, PcmCompressorKeepsTheSourceBytesByDefault)
+{
+    ASSERT_EQ(Build(16, L"PCM", {}), S_OK);
+    ASSERT_EQ(Record(16), S_OK);
+    const std::string probe = ProbeStream();
+    EXPECT_EQ(probe.substr(0, probe.rfind(',')), "pcm_s16le,audio,48000,2") << probe;
+    std::vector<BYTE> expected;
+    for (int i = 0; i < 20; ++i)
+        expected.insert(expected.end(), block.begin(), block.end());
+    EXPECT_TRUE(DecodedSamples() == expected);
+}
+
+TEST_F(AcmRecording, PcmCompressorWithAPickedFormatRecords22050Mono)
+{
+    // The format is set after the compressor is linked to the mux, as the
+    // movie writer's compressor configuration does: the output reconnects.
+    ASSERT_EQ(Build(16, L"PCM", acmtest::Pcm16Format(22050, 1)), S_OK);
+    ASSERT_EQ(Record(16), S_OK);
+    const std::string probe = ProbeStream();
+    EXPECT_EQ(probe.substr(0, probe.rfind(',')), "pcm_s16le,audio,22050,1") << probe;
+    EXPECT_NEAR(std::stod(probe.substr(probe.rfind(',') + 1)), 2.0, 0.05) << probe;
+}
+
+TEST_F(AcmRecording, PcmCompressorTurns24BitExtensibleInto16BitByDefault)
+{
+    ASSERT_EQ(Build(24, L"PCM", {}), S_OK);
+    ASSERT_EQ(Record(24), S_OK);
+    const std::string probe = ProbeStream();
+    EXPECT_EQ(probe.substr(0, probe.rfind(',')), "pcm_s16le,audio,48000,2") << probe;
+    EXPECT_NEAR(std::stod(probe.substr(probe.rfind(',') + 1)), 2.0, 0.05) << probe;
+
+    // Every sample keeps the upper 16 of its 24 bits.
+    const std::vector<BYTE> decoded = DecodedSamples();
+    ASSERT_EQ(decoded.size(), 20 * block.size() / 3 * 2);
+    size_t differing = 0;
+    for (size_t i = 0; i < decoded.size() / 2; ++i) {
+        const size_t source = (i * 3) % block.size();
+        const int expected = static_cast<short>(block[source + 1] | (block[source + 2] << 8));
+        const int actual = static_cast<short>(decoded[2 * i] | (decoded[2 * i + 1] << 8));
+        if (actual != expected)
+            ++differing;
+    }
+    EXPECT_EQ(differing, 0u);
+}
+
+TEST_F(AcmRecording, ImaAdpcmRefusesThe48kHzSourceWithAClearResult)
+{
+    // Wine's IMA ADPCM codec cannot encode 48 kHz: neither the direct
+    // connection nor the graph's intelligent one gets through.
+    const HRESULT hr = Build(16, L"IMA ADPCM", {});
+    EXPECT_EQ(hr, VFW_E_CANNOT_CONNECT) << std::hex << hr;
+    Ref<IPin> compressorIn(FindPin(compressor.Get(), PINDIR_INPUT));
+    EXPECT_EQ(graph->ConnectDirect(audio->OutputPin(), compressorIn.Get(), nullptr), VFW_E_NO_ACCEPTABLE_TYPES);
+    Ref<IPin> compressorOut(FindPin(compressor.Get(), PINDIR_OUTPUT));
+    Ref<IPin> muxIn(FindPin(mux.Get(), PINDIR_INPUT));
+    EXPECT_EQ(graph->ConnectDirect(compressorOut.Get(), muxIn.Get(), nullptr), VFW_E_NOT_CONNECTED);
+    Ref<IPin> peer;
+    EXPECT_EQ(compressorIn->ConnectedTo(peer.Out()), VFW_E_NOT_CONNECTED);
+}
