@@ -176,6 +176,16 @@ TEST_F(AudioSourceTest, SixteenBitsSelectsTheSixteenBitType) {
   Expect16BitType(pin_->m_mtStored);
 }
 
+TEST_F(AudioSourceTest, InitParam2WithoutAPinFails) {
+  filter_->m_pPin = nullptr;
+  TraceRecorder::Clear();
+  EXPECT_EQ(S_FALSE, audio_->InitParam2(16, 1, 10));
+  filter_->m_pPin = pin_;
+  EXPECT_EQ((std::vector<std::wstring>{L"CAudioSource::InitParam2 -> Enter", L"m_pPin == NULL"}),
+            TraceRecorder::Messages());
+  EXPECT_TRUE(TraceRecorder::Has(kFile, "CAudioSource::InitParam2", LOG_SEV_ERROR, L"m_pPin == NULL"));
+}
+
 TEST_F(AudioSourceTest, AnyOtherBitCountSelectsTheExtensibleType) {
   ASSERT_EQ(S_OK, Init(8, 10));
   Expect24BitType(pin_->m_mtStored);

@@ -167,6 +167,16 @@ TEST_F(ReadRAWFilterTest, InitParam2SetsGeometryRateAndCounters) {
   EXPECT_FALSE(pin_->m_bBottomUp);
 }
 
+TEST_F(ReadRAWFilterTest, InitParam2WithoutAPinFails) {
+  filter_->m_pPin = nullptr;
+  TraceRecorder::Clear();
+  EXPECT_EQ(S_FALSE, movie_->InitParam2(16, 16, 25.0, 0, 1));
+  filter_->m_pPin = pin_;
+  EXPECT_EQ((std::vector<std::wstring>{L"CPushSourceReadRAW::InitParam2 -> Enter", L"m_pPin == NULL"}),
+            TraceRecorder::Messages());
+  EXPECT_TRUE(Logged("CPushSourceReadRAW::InitParam2", LOG_SEV_ERROR, L"m_pPin == NULL"));
+}
+
 TEST_F(ReadRAWFilterTest, InitParamIsTheIntegerRateForm) {
   movie_->SetEventHandles(host_.hReady(), host_.hBufferReady(), host_.hBufferDone());
   TraceRecorder::Clear();
