@@ -86,15 +86,34 @@ HRESULT TimeOutResult() {
   return hr < 0 ? hr : kTimeOut;
 }
 
+// A Run that failed half-way (the file could not be opened) leaves some
+// filters running while the graph counts itself stopped, so neither its Stop
+// nor the removal of its filters would ever succeed. Ends the source pins'
+// streams and stops every filter itself.
+void StopFiltersAfterFailedRun(const char* function, CAviWriter* writer) {
+  TAV_LOG(kFile, function, LOG_SEV_WARNING, 0, L"Run failed: stopping every filter");
+  writer->ReleaseFilterData();
+  IEnumFiltersPtr filters;
+  if (writer->m_pGraph == nullptr || FAILED(writer->m_pGraph->EnumFilters(&filters)) || filters == nullptr) return;
+  IBaseFilter* filter = nullptr;
+  while (filters->Next(1, &filter, nullptr) == S_OK) {
+    filter->Stop();
+    filter->Release();
+  }
+}
+
 // The first frame or sample after StartMovieRecord stops the graph, builds
 // it and runs it. On failure m_bStartPending stays set, so the next call
 // tries again.
-HRESULT StartPendingGraph(CAviWriter* writer) {
+HRESULT StartPendingGraph(const char* function, CAviWriter* writer) {
   IMediaControlPtr control(writer->m_pGraph);
   if (control == nullptr) return S_OK;
   HRESULT hr = control->Stop();
   if (SUCCEEDED(hr)) hr = writer->MakeCaptureGraph();
-  if (SUCCEEDED(hr)) hr = control->Run();
+  if (SUCCEEDED(hr)) {
+    hr = control->Run();
+    if (FAILED(hr)) StopFiltersAfterFailedRun(function, writer);
+  }
   if (FAILED(hr)) {
     ReleaseMutex(writer->m_hMainMutex);  // not owned yet; the failure is of no concern
     return hr;
@@ -134,7 +153,7 @@ HRESULT HandOver(const HandOverKind& kind, int id, void* pData, unsigned size, U
     return E_FAIL;
   }
   if (writer->m_bStartPending) {
-    HRESULT hr = StartPendingGraph(writer);
+    HRESULT hr = StartPendingGraph(kind.function, writer);
     if (FAILED(hr)) return hr;
   }
 

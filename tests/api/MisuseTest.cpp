@@ -165,5 +165,21 @@ TEST_F(Misuse, ReleaseDuringARecording) {
   EXPECT_EQ(ProbeStream(next, "v:0")["nb_frames"], "2");
 }
 
+TEST_F(Misuse, AFileThatCannotBeCreatedFailsTheFirstFrameAndStopStillWorks) {
+  int id = SetUpWriter();
+  std::wstring bad = dir + L"no-such-folder\\movie.avi";
+  ASSERT_EQ(dll.StartMovieRecord(id, bad.c_str()), S_OK);
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(dll.AddMovieFrame2(id, frame.data(), 384, 0, 0), HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
+  std::vector<std::wstring> lines = dll.TakeLines();
+  EXPECT_EQ(Count(lines, L"SV=WARNING; CD=0; MSG=Run failed: stopping every filter"), 1) << Dump(lines);
+  EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
+  EXPECT_LT(SecondsSince(start), 5.0);
+  // The next recording into a good file works.
+  std::wstring movie = Record(id, L"good.avi", 2);
+  EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
+  EXPECT_EQ(ProbeStream(movie, "v:0")["nb_frames"], "2");
+}
+
 }  // namespace
 }  // namespace tavtest
