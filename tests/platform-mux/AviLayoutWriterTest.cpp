@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,31 @@ std::vector<LegacyIndexEntry> LegacyIndex(const std::vector<std::uint8_t>& b) {
         at += 8 + size + (size & 1);
     }
     return entries;
+}
+
+// Every chunk with this fourcc, at any depth of RIFF and LIST nesting: the
+// offsets of their data.
+void FindChunks(const std::vector<std::uint8_t>& b, std::size_t begin, std::size_t end, const std::string& id,
+                std::vector<std::size_t>* found) {
+    for (std::size_t at = begin; at + 8 <= end;) {
+        std::string tag(reinterpret_cast<const char*>(&b[at]), 4);
+        std::uint32_t size = Le32(b, at + 4);
+        if (tag == id) found->push_back(at + 8);
+        if (tag == "RIFF" || tag == "LIST") FindChunks(b, at + 12, std::min<std::size_t>(end, at + 8 + size), id, found);
+        at += 8 + size + (size & 1);
+    }
+}
+
+// The entry sizes (key-frame bit removed) of every standard index of a stream.
+std::vector<std::uint32_t> StandardIndexSizes(const std::vector<std::uint8_t>& b, const std::string& ixId) {
+    std::vector<std::size_t> chunks;
+    FindChunks(b, 0, b.size(), ixId, &chunks);
+    std::vector<std::uint32_t> sizes;
+    for (std::size_t data : chunks) {
+        std::uint32_t entries = Le32(b, data + 4);
+        for (std::uint32_t i = 0; i < entries; ++i) sizes.push_back(Le32(b, data + 24 + 8 * i + 4) & 0x7FFFFFFF);
+    }
+    return sizes;
 }
 
 class AviLayoutWriterTest : public ::testing::Test {
@@ -300,6 +326,37 @@ TEST_F(AviLayoutWriterTest, SmallRiffLimitMakesOpenDmlExtensionRiffs) {
               "64000,200\n200,180\n");
     EXPECT_EQ(StreamBytes(file_, "a:0"), audioBytes);
     EXPECT_EQ(StreamBytes(file_, "v:0"), videoBytes);
+    // The standard indexes list every slot, the dropped ones with length 0.
+    std::vector<std::uint32_t> sizes = StandardIndexSizes(bytes, "ix01");
+    ASSERT_EQ(sizes.size(), static_cast<std::size_t>(frames));
+    for (int i = 0; i < frames; ++i) EXPECT_EQ(sizes[i], i % 10 == 5 ? 0u : 3600u) << i;
+    EXPECT_EQ(StandardIndexSizes(bytes, "ix00").size(), static_cast<std::size_t>(frames));
+}
+
+TEST_F(AviLayoutWriterTest, WithoutTheLegacyIndexTheFileReadsThroughIndx) {
+    {
+        FileSink sink(file_);
+        AviLayoutOptions options;
+        options.legacyIndex = false;
+        AviLayoutWriter writer(sink, options);
+        writer.AddStream(Video(8, 8, 24));
+        ASSERT_EQ(writer.Begin(), S_OK);
+        std::vector<std::uint8_t> frame = Pattern(DibSize(8, 8, 24), 2);
+        for (int i = 0; i < 3; ++i)
+            ASSERT_EQ(writer.WriteSample(0, frame.data(), static_cast<std::uint32_t>(frame.size()), true), S_OK);
+        ASSERT_EQ(writer.WriteEmptySlots(0, 1), S_OK);
+        ASSERT_EQ(writer.WriteSample(0, frame.data(), static_cast<std::uint32_t>(frame.size()), true), S_OK);
+        ASSERT_EQ(writer.Finish(), S_OK);
+    }
+    std::vector<std::uint8_t> bytes = ReadFileBytes(file_);
+    EXPECT_TRUE(LegacyIndex(bytes).empty());
+    std::vector<std::size_t> idx1;
+    FindChunks(bytes, 0, bytes.size(), "idx1", &idx1);
+    EXPECT_TRUE(idx1.empty());
+    EXPECT_EQ(StandardIndexSizes(bytes, "ix00"), (std::vector<std::uint32_t>{192, 192, 192, 0, 192}));
+    std::vector<Packet> packets = Packets(file_, "v:0");
+    ASSERT_EQ(packets.size(), 4u);
+    EXPECT_EQ(packets[3].pts, 4);
 }
 
 TEST_F(AviLayoutWriterTest, SinkFailureIsReturnedAndSticks) {
