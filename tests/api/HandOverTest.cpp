@@ -182,5 +182,49 @@ TEST_F(HandOver, BreakFrameWithIdZeroIsRefused) {
                                                           Error(L"AddMovieFrame() bad ID")}));
 }
 
+// A delivery that fails downstream (the disk is full) leaves its HRESULT
+// stored in the source filter; the next hand-over returns it before looking
+// at its arguments, even with writer ID 0. The full disk is a 64 KB tmpfs,
+// which needs a system that lets the test mount one.
+TEST_F(HandOver, AStoredStreamErrorIsReturnedBeforeTheArguments) {
+  std::wstring dir = MakeTempDir();
+  std::string unixDir = UnixPathOf(dir) + "small";
+  UnixResult mounted = RunUnixCommand("mkdir -p " + ShellQuote(unixDir) + " && mount -t tmpfs -o size=64k tmpfs " +
+                                      ShellQuote(unixDir));
+  if (mounted.exitCode != 0) GTEST_SKIP() << "cannot mount a small tmpfs: " << mounted.output;
+  int id = 0;
+  ASSERT_EQ(dll.InitEx(64, 64, 25.0, nullptr, &id), S_OK);
+  std::vector<unsigned char> big(64 * 64 * 3, 0x77);  // 12 KB: a few fill the disk
+  std::wstring movie = dir + L"small\\full.avi";
+  ASSERT_EQ(dll.StartMovieRecord(id, movie.c_str()), S_OK);
+  HRESULT stored = S_OK;
+  for (int n = 0; n < 100 && stored == S_OK; ++n) {
+    HRESULT hr = dll.AddMovieFrame2(id, big.data(), static_cast<unsigned>(big.size()), n * 400000LL, n);
+    if (hr != S_OK) {
+      stored = hr;
+      break;
+    }
+    Sleep(20);
+    hr = dll.AddMovieFrame2(0, frame.data(), 96, 0, 0);
+    if (hr != kFail) stored = hr;
+  }
+  auto start = std::chrono::steady_clock::now();
+  // Stopping cannot complete the file either: Stop returns the graph's
+  // result, and the graph is emptied all the same.
+  EXPECT_EQ(dll.StopMovieRecord(id), HRESULT_FROM_WIN32(ERROR_DISK_FULL));
+  EXPECT_LT(SecondsSince(start), 15.0);
+  RunUnixCommand("umount " + ShellQuote(unixDir));
+  EXPECT_EQ(stored, HRESULT_FROM_WIN32(ERROR_DISK_FULL)) << std::hex << stored;
+  std::vector<std::wstring> lines = dll.TakeLines();
+  EXPECT_TRUE(InOrder(lines, {Trace(L"CAviWriter::StopRecord -> Enter"), Trace(L"CAviWriter::EmptyGraph -> Enter"),
+                              Trace(L"CAviWriter::EmptyGraph -> Leave"), Trace(L"TavMovieMakerStopMovieRecord -> Leave")}))
+      << Dump(lines);
+  // The call with ID 0 that got the error wrote its Enter line and nothing more.
+  EXPECT_EQ(Count(lines, Error(L"AddMovieFrame() bad ID")) + 1,
+            Count(lines, Trace(L"TavMovieMakerAddMovieFrame2 -> Enter")) -
+                Count(lines, Trace(L"TavMovieMakerAddMovieFrame2 -> Leave")))
+      << Dump(lines);
+}
+
 }  // namespace
 }  // namespace tavtest
