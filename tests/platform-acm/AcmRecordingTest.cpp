@@ -4,6 +4,7 @@
 // the pack's AVI Mux -> the pack's File Writer, read back with ffprobe.
 #include "tests/common/UnixTools.h"
 #include "tests/platform-acm/AcmTestSupport.h"
+#include "tests/platform-acm/TestPcmSource.h"
 #include "tests/platform/GraphTestHelpers.h"
 #include "tests/platform/PcmAudioInput.h"
 #include "wine/acm/WaveMediaType.h"
@@ -12,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <uuids.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -227,4 +229,98 @@ TEST_F(AcmRecording, ImaAdpcmRefusesThe48kHzSourceWithAClearResult)
     EXPECT_EQ(graph->ConnectDirect(compressorOut.Get(), muxIn.Get(), nullptr), VFW_E_NOT_CONNECTED);
     Ref<IPin> peer;
     EXPECT_EQ(compressorIn->ConnectedTo(peer.Out()), VFW_E_NOT_CONNECTED);
+}
+
+namespace {
+
+struct AviCase {
+    const wchar_t* compressor;
+    DWORD rate;
+    WORD channels;
+    const char* probed;  // codec, type, rate, channels as ffprobe lists them
+};
+
+// A test source (any rate) -> the named compressor -> the pack's mux and
+// writer; two seconds in blocks of 100 ms. Returns ffprobe's stream line.
+std::string RecordThroughAvi(const AviCase& c, const std::wstring& file)
+{
+    Ref<IGraphBuilder> graph;
+    CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder, graph.OutVoid());
+    Ref<IMediaControl> control;
+    graph->QueryInterface(IID_IMediaControl, control.OutVoid());
+    Ref<IBaseFilter> mux;
+    CoCreateInstance(CLSID_AviDest, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, mux.OutVoid());
+    Ref<IBaseFilter> writer;
+    CoCreateInstance(CLSID_FileWriter, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, writer.OutVoid());
+    Ref<IBaseFilter> compressor(BindCompressor(c.compressor));
+    if (!mux || !writer || !compressor)
+        return "missing filter";
+    const std::vector<BYTE> format = acmtest::Pcm16Format(c.rate, c.channels);
+    auto* source = new acmtest::TestPcmSource(format);
+    source->NonDelegatingAddRef();
+    graph->AddFilter(source, L"Audio Source Filter");
+    graph->AddFilter(compressor.Get(), L"Audio Compressor");
+    graph->AddFilter(mux.Get(), L"AVI Mux");
+    graph->AddFilter(writer.Get(), L"File Writer");
+    Ref<IPin> compressorIn(FindPin(compressor.Get(), PINDIR_INPUT));
+    Ref<IPin> compressorOut(FindPin(compressor.Get(), PINDIR_OUTPUT));
+    Ref<IPin> muxIn(FindPin(mux.Get(), PINDIR_INPUT));
+    Ref<IPin> muxOut(FindPin(mux.Get(), PINDIR_OUTPUT));
+    Ref<IPin> writerIn(FindPin(writer.Get(), PINDIR_INPUT));
+    Ref<IFileSinkFilter> sink;
+    writer->QueryInterface(IID_IFileSinkFilter, sink.OutVoid());
+    std::string result;
+    if (Link(graph.Get(), source->OutputPin(), compressorIn.Get()) != S_OK ||
+        Link(graph.Get(), compressorOut.Get(), muxIn.Get()) != S_OK ||
+        Link(graph.Get(), muxOut.Get(), writerIn.Get()) != S_OK || sink->SetFileName(file.c_str(), nullptr) != S_OK ||
+        control->Run() != S_OK) {
+        result = "graph failed";
+    } else {
+        const std::vector<BYTE> tone = acmtest::Tone16(format, c.rate * 2);
+        const size_t block = c.rate / 10 * acmtest::Header(format).nBlockAlign;
+        const WORD align = acmtest::Header(format).nBlockAlign;
+        for (size_t offset = 0; offset < tone.size(); offset += block) {
+            const size_t size = std::min(block, tone.size() - offset);
+            const REFERENCE_TIME start = static_cast<REFERENCE_TIME>(offset / align) * 10000000 / c.rate;
+            const REFERENCE_TIME stop = static_cast<REFERENCE_TIME>((offset + size) / align) * 10000000 / c.rate;
+            source->Send(tone.data() + offset, size, start, stop);
+        }
+        source->SendEndOfStream();
+        control->Stop();
+        result = tavtest::RunUnixCommand("ffprobe -v error -show_entries stream=codec_name,codec_type,sample_rate,"
+                                         "channels -of csv=p=0 " +
+                                         tavtest::ShellQuote(tavtest::UnixPathOf(file)))
+                     .output;
+        while (!result.empty() && (result.back() == '\n' || result.back() == '\r'))
+            result.pop_back();
+    }
+    control->Stop();
+    graph->RemoveFilter(source);
+    source->NonDelegatingRelease();
+    return result;
+}
+
+}  // namespace
+
+TEST(AcmAviRecording, EveryCodecThatEncodesLandsInTheAviAsItsOwnFormat)
+{
+    ComScope com;
+    const AviCase cases[] = {
+        {L"IMA ADPCM", 44100, 2, "adpcm_ima_wav,audio,44100,2"},
+        {L"A-Law", 22050, 1, "pcm_alaw,audio,22050,1"},
+        {L"U-Law", 11025, 2, "pcm_mulaw,audio,11025,2"},
+        {L"GSM 6.10", 8000, 1, "gsm_ms,audio,8000,1"},
+    };
+    for (const AviCase& c : cases) {
+        SCOPED_TRACE(c.probed);
+        const std::wstring file = tavtest::MakeTempDir() + L"codec.avi";
+        EXPECT_EQ(RecordThroughAvi(c, file), c.probed);
+        // ffmpeg decodes the whole two seconds (give or take the last
+        // codec block, which the codec completes or drops at the end).
+        const std::wstring raw = file + L".raw";
+        tavtest::RunUnixCommand("ffmpeg -v error -i " + tavtest::ShellQuote(tavtest::UnixPathOf(file)) +
+                                " -map 0:a -f s16le -y " + tavtest::ShellQuote(tavtest::UnixPathOf(raw)));
+        const double frames = static_cast<double>(ReadWholeFile(raw).size()) / 2 / c.channels;
+        EXPECT_NEAR(frames, 2.0 * c.rate, 2048) << frames;
+    }
 }
