@@ -118,8 +118,9 @@ TAVMM_API HRESULT TavMovieMakerInit2(int width, int height, double fps, int* pID
 /* Init2 with a whole frame rate; also initialises COM on the calling thread. */
 TAVMM_API HRESULT TavMovieMakerInit(int width, int height, int fps, int* pID);
 /* Ends a writer: closes the hand-over events and the mutex and forgets the ID.
- * It does not stop a recording: call StopMovieRecord first. After the last ID
- * is released, the next Init starts afresh. */
+ * Call StopMovieRecord first: a recording still running is stopped only when
+ * the last ID goes (with the writer object). After that, the next Init starts
+ * afresh. */
 TAVMM_API void TavMovieMakerRelease(int id);
 
 /* Marks the writer to record into fileName (up to 259 characters; an existing
@@ -127,9 +128,10 @@ TAVMM_API void TavMovieMakerRelease(int id);
  * block handed in, so the movie's first frame may take a moment longer. The
  * compressor choice is frozen until StopMovieRecord. E_FAIL for ID 0. */
 TAVMM_API HRESULT TavMovieMakerStartMovieRecord(int id, const wchar_t* fileName);
-/* Ends the stream, stops the graph (which completes the AVI file) and empties
- * it. Waits without time-out for a running hand-over to finish. Returns the
- * graph's Stop result. E_FAIL for ID 0. */
+/* Lets the streaming threads pass the last frame on (at most 3 s each), ends
+ * the streams, stops the graph (which completes the AVI file) and empties it.
+ * Waits without time-out for a running hand-over to finish. Returns the
+ * graph's Stop result (for instance the file's write error). E_FAIL for ID 0. */
 TAVMM_API HRESULT TavMovieMakerStopMovieRecord(int id);
 /* Adds a stereo 48 kHz PCM audio stream (the movie's stream 0, video becomes
  * stream 1). bitsPerSample 16 selects 16-bit samples, any other value 24-bit.
@@ -148,8 +150,10 @@ TAVMM_API HRESULT TavMovieMakerSetAudioStream(int id, unsigned int bitsPerSample
  * slots empty. frameNumber, when not -1, detects drops by number instead (a
  * number smaller than the last counts as a huge gap). Waits at most 10 s for
  * the streaming thread to be ready and 10 s for the copy; on a time-out the
- * result is the stream's stored error or TAVMM_E_TIMEOUT. E_FAIL for ID 0, a
- * NULL pData or size 0. */
+ * result is the stream's stored error or TAVMM_E_TIMEOUT. A stream that broke
+ * down (a write error) returns its error on the next call. The first frame
+ * after StartMovieRecord returns the graph's error when it cannot run (the
+ * file cannot be created). E_FAIL for ID 0, a NULL pData or size 0. */
 TAVMM_API HRESULT TavMovieMakerAddMovieFrame2(int id, void* pData, unsigned int size, long long frameTime,
                                               long long frameNumber);
 /* AddMovieFrame2 with frameNumber -1: drops are found by capture time. */
