@@ -309,5 +309,19 @@ TEST_F(Movie, InitWithWholeFpsRecordsAt25) {
   EXPECT_EQ(video["pix_fmt"], "bgr24");
 }
 
+TEST_F(Movie, InitExAgainOnAnIdChangesItsSizeAndRate) {
+  int id = SetUpWriter(16, 8, TAVMM_PIXEL_RGB24);
+  unsigned pixelFormat = TAVMM_PIXEL_RGB24;
+  int same = id;
+  ASSERT_EQ(dll.InitEx(40, 20, 10.0, &pixelFormat, &same), S_OK);
+  EXPECT_EQ(same, id);
+  std::vector<std::string> frames = RecordFrames(id, dir + L"resized.avi", 40, 20, TAVMM_PIXEL_RGB24, 3);
+  auto video = ProbeStream(dir + L"resized.avi", "v:0");
+  EXPECT_EQ(video["width"], "40") << video["error"];
+  EXPECT_EQ(video["height"], "20");
+  EXPECT_EQ(video["r_frame_rate"], "10/1");
+  ExpectFramesStored(dir + L"resized.avi", frames, 20, 120);
+}
+
 }  // namespace
 }  // namespace tavtest
