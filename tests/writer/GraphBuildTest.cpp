@@ -5,6 +5,7 @@
 
 #include "compressors/CompressorExports.h"
 #include "framework/MediaType.h"
+#include "tests/writer/support/FakeConfigFilter.h"
 #include "tests/writer/support/GraphRig.h"
 #include "tests/writer/support/LogCapture.h"
 
@@ -50,13 +51,16 @@ TEST_F(GraphBuildTest, GreyVideoGoesThroughTheMsRleCodec) {
   ASSERT_TRUE(rig.Writer().m_pVideoCompressor);
   EXPECT_EQ(Build(rig), S_OK);
   EXPECT_EQ(rig.FilterNames(), (Names{L"AVI Mux", L"File Writer", L"RAW Data Filter", L"Video Compressor"}));
-  for (auto& c : rig.ConnectionList()) printf("%ls\n", c.c_str());
+  EXPECT_EQ(rig.ConnectionList(),
+            (Connections{L"AVI Mux/AVI Out -> File Writer/in", L"RAW Data Filter/Out -> Video Compressor/Input",
+                         L"Video Compressor/Output -> AVI Mux/Input 01"}));
   CMediaType type;
   ASSERT_TRUE(rig.ConnectionType(L"AVI Mux", L"Input 01", &type));
   ASSERT_EQ(type.formattype, FORMAT_VideoInfo);
   const auto* info = reinterpret_cast<const VIDEOINFOHEADER*>(type.pbFormat);
   EXPECT_EQ(info->bmiHeader.biCompression, static_cast<DWORD>(BI_RLE8));
   EXPECT_EQ(info->bmiHeader.biWidth, 64);
+  EXPECT_EQ(info->bmiHeader.biHeight, 48);
 }
 
 TEST_F(GraphBuildTest, AudioTakesTheMuxsFirstInput) {
@@ -66,7 +70,9 @@ TEST_F(GraphBuildTest, AudioTakesTheMuxsFirstInput) {
   ASSERT_EQ(rig.Setup(settings), S_OK);
   EXPECT_EQ(Build(rig), S_OK);
   EXPECT_EQ(rig.FilterNames(), (Names{L"AVI Mux", L"Audio Source Filter", L"File Writer", L"RAW Data Filter"}));
-  for (auto& c : rig.ConnectionList()) printf("%ls\n", c.c_str());
+  EXPECT_EQ(rig.ConnectionList(),
+            (Connections{L"AVI Mux/AVI Out -> File Writer/in", L"Audio Source Filter/Capture -> AVI Mux/Input 01",
+                         L"RAW Data Filter/Out -> AVI Mux/Input 02"}));
   CMediaType first;
   ASSERT_TRUE(rig.ConnectionType(L"AVI Mux", L"Input 01", &first));
   EXPECT_EQ(first.majortype, MEDIATYPE_Audio);
@@ -75,7 +81,21 @@ TEST_F(GraphBuildTest, AudioTakesTheMuxsFirstInput) {
   EXPECT_EQ(second.majortype, MEDIATYPE_Video);
 }
 
-TEST_F(GraphBuildTest, AudioThroughThePcmCompressorTakesThePickedFormat) {
+class PickedFormatTest : public GraphBuildTest {
+ protected:
+  void TearDown() override {
+    delete[] reinterpret_cast<BYTE*>(g_pSelectedAudioFormat);
+    g_pSelectedAudioFormat = nullptr;
+  }
+  void Pick(const WAVEFORMATEX& format) {
+    auto* picked = reinterpret_cast<WAVEFORMATEX*>(new BYTE[sizeof(WAVEFORMATEX)]);
+    *picked = format;
+    g_pSelectedAudioFormat = picked;
+  }
+};
+
+TEST_F(PickedFormatTest, AudioThroughThePcmCompressorTakesThePickedFormat) {
+  Pick(WAVEFORMATEX{WAVE_FORMAT_PCM, 1, 22050, 44100, 2, 16, 0});
   GraphRig rig;
   RigSettings settings;
   settings.audio = true;
@@ -83,21 +103,131 @@ TEST_F(GraphBuildTest, AudioThroughThePcmCompressorTakesThePickedFormat) {
   ASSERT_EQ(TavMovieMakerSetAudioCompressor(1, L"PCM (Uncompressed)"), S_OK);
   ASSERT_TRUE(rig.Writer().m_pAudioCompressor);
   EXPECT_EQ(Build(rig), S_OK);
-  for (auto& c : rig.ConnectionList()) printf("%ls\n", c.c_str());
-  IAMStreamConfigPtr config;
-  IEnumPinsPtr pins;
-  rig.Writer().m_pAudioCompressor->EnumPins(&pins);
-  IPinPtr pin;
-  while (pins->Next(1, &pin, nullptr) == S_OK) { IAMStreamConfigPtr c(pin); if (c) config = c; }
-  int count = 0, size = 0;
-  config->GetNumberOfCapabilities(&count, &size);
-  for (int i = 0; i < count; ++i) {
-    AM_MEDIA_TYPE* t = nullptr; AUDIO_STREAM_CONFIG_CAPS caps;
-    if (config->GetStreamCaps(i, &t, (BYTE*)&caps) == S_OK) {
-      auto* wf = (WAVEFORMATEX*)t->pbFormat;
-      printf("%d: tag %u ch %u rate %lu avg %lu align %u bits %u\n", i, wf->wFormatTag, wf->nChannels, wf->nSamplesPerSec, wf->nAvgBytesPerSec, wf->nBlockAlign, wf->wBitsPerSample);
-      DeleteMediaType(t);
-    }
+  EXPECT_EQ(rig.FilterNames(), (Names{L"AVI Mux", L"Audio Compressor", L"Audio Source Filter", L"File Writer",
+                                      L"RAW Data Filter"}));
+  EXPECT_EQ(rig.ConnectionList(),
+            (Connections{L"AVI Mux/AVI Out -> File Writer/in", L"Audio Compressor/Output -> AVI Mux/Input 01",
+                         L"Audio Source Filter/Capture -> Audio Compressor/Input",
+                         L"RAW Data Filter/Out -> AVI Mux/Input 02"}));
+  CMediaType type;
+  ASSERT_TRUE(rig.ConnectionType(L"AVI Mux", L"Input 01", &type));
+  ASSERT_EQ(type.formattype, FORMAT_WaveFormatEx);
+  const auto* format = reinterpret_cast<const WAVEFORMATEX*>(type.pbFormat);
+  EXPECT_EQ(format->nChannels, 1);
+  EXPECT_EQ(format->nSamplesPerSec, 22050u);
+  EXPECT_EQ(format->wBitsPerSample, 16);
+  EXPECT_EQ(m_log.LinesOf(L".\\TavMovieMaker"),
+            (Names{T(L"CAviWriter::MakeCaptureGraph -> Enter"),
+                   LogCapture::Trace(L"AudioCompressorConfig", L"AudioCompressorConfig -> Enter"),
+                   LogCapture::Trace(L"AudioCompressorConfig", L"AudioCompressorConfig -> found a suitable format"),
+                   T(L"CAviWriter::MakeCaptureGraph -> Leave")}));
+}
+
+TEST_F(PickedFormatTest, AFormatTheCompressorDoesNotOfferIsReportedAndTheBuildGoesOn) {
+  Pick(WAVEFORMATEX{WAVE_FORMAT_PCM, 2, 8000, 5000, 4, 16, 0});
+  GraphRig rig;
+  RigSettings settings;
+  settings.audio = true;
+  ASSERT_EQ(rig.Setup(settings), S_OK);
+  ASSERT_EQ(TavMovieMakerSetAudioCompressor(1, L"PCM (Uncompressed)"), S_OK);
+  EXPECT_EQ(Build(rig), S_OK);
+  EXPECT_EQ(m_log.LinesOf(L".\\TavMovieMaker"),
+            (Names{T(L"CAviWriter::MakeCaptureGraph -> Enter"),
+                   LogCapture::Trace(L"AudioCompressorConfig", L"AudioCompressorConfig -> Enter"),
+                   LogCapture::Trace(L"AudioCompressorConfig", L"AudioCompressorConfig -> suitable format can not be found"),
+                   T(L"CAviWriter::MakeCaptureGraph -> Leave")}));
+  EXPECT_EQ(rig.ConnectionList().size(), 4u);
+}
+
+}  // namespace
+
+namespace {
+
+class GraphBuildFailureTest : public GraphBuildTest {};
+
+TEST_F(GraphBuildFailureTest, ACompressorThatCannotBeLinkedFailsWithConnectsResult) {
+  // Wine's MS-RLE codec takes 8-bit frames only, and no converter from 24-bit
+  // RGB is registered: neither the direct nor the converting link works.
+  GraphRig rig;
+  ASSERT_EQ(rig.Setup(RigSettings()), S_OK);
+  ASSERT_EQ(TavMovieMakerSetCompressor(1, L"Wine MS-RLE video codec", nullptr), S_OK);
+  EXPECT_EQ(Build(rig), VFW_E_CANNOT_CONNECT);
+  EXPECT_EQ(rig.FilterNames(), (Names{L"RAW Data Filter", L"Video Compressor"}));
+  EXPECT_TRUE(rig.ConnectionList().empty());
+  EXPECT_EQ(m_log.LinesOf(L".\\TavMovieMaker"), (Names{T(L"CAviWriter::MakeCaptureGraph -> Enter")}));
+}
+
+TEST_F(GraphBuildFailureTest, ARefusedFileNameReturnsSetFileNamesResultWithTheFiltersLeftInTheGraph) {
+  GraphRig rig;
+  ASSERT_EQ(rig.Setup(RigSettings()), S_OK);
+  EXPECT_EQ(Build(rig, L""), E_INVALIDARG);  // the File Writer takes no empty name
+  EXPECT_EQ(rig.FilterNames(), (Names{L"AVI Mux", L"File Writer", L"RAW Data Filter"}));
+  EXPECT_EQ(rig.ConnectionList(),
+            (Connections{L"AVI Mux/AVI Out -> File Writer/in", L"RAW Data Filter/Out -> AVI Mux/Input 01"}));
+  EXPECT_EQ(m_log.LinesOf(L".\\TavMovieMaker"), (Names{T(L"CAviWriter::MakeCaptureGraph -> Enter")}));
+}
+
+TEST_F(GraphBuildFailureTest, AFileWriterThatCannotBeConnectedDoesNotStopTheBuild) {
+  GraphRig rig;
+  ASSERT_EQ(rig.Setup(RigSettings()), S_OK);
+  tavtest::FakeSinkFilter* sink = tavtest::FakeSinkFilter::Create();
+  sink->AddPin(tavtest::FakeConfigPin::Create(PINDIR_INPUT));
+  rig.Writer().m_pFileWriter = static_cast<IBaseFilter*>(sink);
+  sink->Release();
+  EXPECT_EQ(Build(rig, L"C:\\unconnected.avi"), S_OK);
+  EXPECT_EQ(sink->setFileNameCalls, 1);
+  EXPECT_EQ(sink->fileName, L"C:\\unconnected.avi");
+  EXPECT_EQ(rig.FilterNames(), (Names{L"AVI Mux", L"File Writer", L"RAW Data Filter"}));
+  EXPECT_EQ(rig.ConnectionList(), (Connections{L"RAW Data Filter/Out -> AVI Mux/Input 01"}));
+  EXPECT_EQ(m_log.LinesOf(L".\\TavMovieMaker"),
+            (Names{T(L"CAviWriter::MakeCaptureGraph -> Enter"), T(L"CAviWriter::MakeCaptureGraph -> Leave")}));
+}
+
+TEST_F(GraphBuildFailureTest, AFileWriterWithoutFileSinkRaisesEPointer) {
+  GraphRig rig;
+  ASSERT_EQ(rig.Setup(RigSettings()), S_OK);
+  tavtest::FakeConfigFilter* notASink = tavtest::FakeConfigFilter::Create();
+  notASink->AddPin(tavtest::FakeConfigPin::Create(PINDIR_INPUT));
+  rig.Writer().m_pFileWriter = static_cast<IBaseFilter*>(notASink);
+  notASink->Release();
+  try {
+    Build(rig);
+    FAIL() << "no _com_error";
+  } catch (const _com_error& error) {
+    EXPECT_EQ(error.Error(), E_POINTER);
+  }
+}
+
+TEST_F(GraphBuildFailureTest, AMissingRawFilterFailsInAddFilter) {
+  GraphRig rig;
+  ASSERT_EQ(rig.Setup(RigSettings()), S_OK);
+  rig.Writer().m_pRawFilter = nullptr;
+  EXPECT_EQ(Build(rig), E_POINTER);
+  EXPECT_TRUE(rig.FilterNames().empty());
+}
+
+TEST_F(GraphBuildFailureTest, ASourceWhosePinsCannotBeListedRaisesTheError) {
+  GraphRig rig;
+  ASSERT_EQ(rig.Setup(RigSettings()), S_OK);
+  tavtest::FakeVideoFilter* source = tavtest::FakeVideoFilter::Create();  // EnumPins: E_NOTIMPL
+  rig.Writer().m_pRawFilter = static_cast<IBaseFilter*>(source);
+  source->Release();
+  try {
+    Build(rig);
+    FAIL() << "no _com_error";
+  } catch (const _com_error& error) {
+    EXPECT_EQ(error.Error(), E_NOTIMPL);
+  }
+  EXPECT_EQ(rig.FilterNames(), (Names{L"RAW Data Filter"}));
+}
+
+TEST_F(GraphBuildFailureTest, AMissingGraphRaisesEPointer) {
+  CAviWriter writer;
+  try {
+    writer.MakeCaptureGraph();
+    FAIL() << "no _com_error";
+  } catch (const _com_error& error) {
+    EXPECT_EQ(error.Error(), E_POINTER);
   }
 }
 

@@ -102,7 +102,8 @@ STDMETHODIMP FakeConfigPin::ConnectedTo(IPin** pin) {
 
 STDMETHODIMP FakeConfigPin::QueryPinInfo(PIN_INFO* info) {
   if (!info) return E_POINTER;
-  info->pFilter = nullptr;
+  info->pFilter = owner;
+  if (owner) owner->AddRef();
   info->dir = m_direction;
   wcscpy_s(info->achName, MAX_PIN_NAME, m_direction == PINDIR_INPUT ? L"Input" : L"Output");
   return S_OK;
@@ -174,6 +175,27 @@ STDMETHODIMP FakeConfigFilter::EnumPins(IEnumPins** pins) {
   if (enumPinsResult != S_OK) return enumPinsResult;
   *pins = new PinList(m_pins);
   return S_OK;
+}
+
+STDMETHODIMP FakeSinkFilter::QueryInterface(REFIID riid, void** object) {
+  if (!object) return E_POINTER;
+  if (riid == IID_IFileSinkFilter) {
+    *object = static_cast<IFileSinkFilter*>(this);
+    AddRef();
+    return S_OK;
+  }
+  return QueryBase(riid, object);
+}
+
+STDMETHODIMP FakeSinkFilter::SetFileName(LPCOLESTR name, const AM_MEDIA_TYPE*) {
+  ++setFileNameCalls;
+  fileName = name ? name : L"";
+  return setFileNameResult;
+}
+
+STDMETHODIMP FakeSinkFilter::GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE*) {
+  if (name) *name = nullptr;
+  return E_NOTIMPL;
 }
 
 }  // namespace tavtest

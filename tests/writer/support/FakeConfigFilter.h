@@ -4,6 +4,7 @@
 // created with one reference.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "tests/writer/support/FakeFilters.h"
@@ -26,6 +27,8 @@ class FakeConfigPin : public IPin, public IAMStreamConfig {
   std::vector<WAVEFORMATEX> formatsSet;  // every SetFormat, in order
 
   static FakeConfigPin* Create(PIN_DIRECTION direction) { return new FakeConfigPin(direction); }
+  // The filter QueryPinInfo names (not counted: the filter owns the pin).
+  IBaseFilter* owner = nullptr;
 
   STDMETHODIMP QueryInterface(REFIID riid, void** object) override;
   STDMETHODIMP_(ULONG) AddRef() override;
@@ -66,14 +69,39 @@ class FakeConfigFilter : public FakeFilterBase {
   static FakeConfigFilter* Create() { return new FakeConfigFilter(); }
   ~FakeConfigFilter() override;
   // Takes over the caller's reference.
-  void AddPin(FakeConfigPin* pin) { m_pins.push_back(pin); }
+  void AddPin(FakeConfigPin* pin) {
+    pin->owner = this;
+    m_pins.push_back(pin);
+  }
 
   STDMETHODIMP QueryInterface(REFIID riid, void** object) override { return QueryBase(riid, object); }
   STDMETHODIMP EnumPins(IEnumPins** pins) override;
 
- private:
+ protected:
   FakeConfigFilter() = default;
+
+ private:
   std::vector<FakeConfigPin*> m_pins;
+};
+
+// A file writer that takes any name (or refuses it with setFileNameResult)
+// and whose pins are FakeConfigPins, which refuse every connection.
+class FakeSinkFilter : public FakeConfigFilter, public IFileSinkFilter {
+ public:
+  HRESULT setFileNameResult = S_OK;
+  std::wstring fileName;
+  int setFileNameCalls = 0;
+
+  static FakeSinkFilter* Create() { return new FakeSinkFilter(); }
+
+  STDMETHODIMP QueryInterface(REFIID riid, void** object) override;
+  STDMETHODIMP_(ULONG) AddRef() override { return FakeFilterBase::AddRef(); }
+  STDMETHODIMP_(ULONG) Release() override { return FakeFilterBase::Release(); }
+  STDMETHODIMP SetFileName(LPCOLESTR name, const AM_MEDIA_TYPE*) override;
+  STDMETHODIMP GetCurFile(LPOLESTR* name, AM_MEDIA_TYPE*) override;
+
+ private:
+  FakeSinkFilter() = default;
 };
 
 }  // namespace tavtest

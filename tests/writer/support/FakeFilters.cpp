@@ -35,8 +35,13 @@ STDMETHODIMP FakeFilterBase::FindPin(LPCWSTR, IPin** pin) {
 
 STDMETHODIMP FakeFilterBase::QueryFilterInfo(FILTER_INFO* info) {
   if (!info) return E_POINTER;
-  info->achName[0] = L'\0';
+  wcsncpy_s(info->achName, MAX_FILTER_NAME, m_name.c_str(), _TRUNCATE);
   info->pGraph = nullptr;
+  return S_OK;
+}
+
+STDMETHODIMP FakeFilterBase::JoinFilterGraph(IFilterGraph*, LPCWSTR name) {
+  m_name = name ? name : L"";
   return S_OK;
 }
 

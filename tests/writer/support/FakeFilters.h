@@ -7,6 +7,7 @@
 #include "filters/MovieInterfaces.h"
 #include "writer/ComPtrs.h"
 
+#include <string>
 #include <vector>
 
 namespace tavtest {
@@ -33,7 +34,7 @@ class FakeFilterBase : public IBaseFilter {
   STDMETHODIMP EnumPins(IEnumPins** pins) override;
   STDMETHODIMP FindPin(LPCWSTR, IPin** pin) override;
   STDMETHODIMP QueryFilterInfo(FILTER_INFO* info) override;
-  STDMETHODIMP JoinFilterGraph(IFilterGraph*, LPCWSTR) override { return S_OK; }
+  STDMETHODIMP JoinFilterGraph(IFilterGraph*, LPCWSTR name) override;
   STDMETHODIMP QueryVendorInfo(LPWSTR*) override { return E_NOTIMPL; }
 
  protected:
@@ -44,6 +45,7 @@ class FakeFilterBase : public IBaseFilter {
 
  private:
   LONG m_cRef = 1;
+  std::wstring m_name;  // as the graph named it
 };
 
 // Answers IMovie and IMovie2. Created with one reference.
