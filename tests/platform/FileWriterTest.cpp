@@ -191,6 +191,27 @@ TEST_F(FileWriterTest, ConnectingAnotherMajorTypeAfterSetFileNameFails)
     source->Release();
 }
 
+TEST_F(FileWriterTest, ConnectionsChangeOnlyWhileStopped)
+{
+    FileWriterGraph graph({Block("abc", 0, 3)}, dir + L"paused.bin");
+    ASSERT_EQ(graph.connectResult, S_OK);
+    ASSERT_EQ(graph.control->Pause(), S_OK);
+    EXPECT_EQ(graph.input->Disconnect(), VFW_E_NOT_STOPPED);
+    Ref<IPin> peer;
+    EXPECT_EQ(graph.input->ConnectedTo(peer.Out()), S_OK);
+    AM_MEDIA_TYPE type = StreamType();
+    EXPECT_EQ(graph.input->ReceiveConnection(peer.Get(), &type), VFW_E_ALREADY_CONNECTED);
+    ASSERT_EQ(graph.control->Stop(), S_OK);
+    ASSERT_EQ(graph.graph->Disconnect(graph.input.Get()), S_OK);
+    ASSERT_EQ(graph.graph->Disconnect(peer.Get()), S_OK);
+
+    ASSERT_EQ(graph.control->Pause(), S_OK);
+    EXPECT_EQ(graph.input->ReceiveConnection(peer.Get(), &type), VFW_E_NOT_STOPPED);
+    ASSERT_EQ(graph.control->Stop(), S_OK);
+    EXPECT_EQ(graph.input->ReceiveConnection(peer.Get(), &type), S_OK);
+    EXPECT_EQ(graph.input->Disconnect(), S_OK);
+}
+
 TEST_F(FileWriterTest, FileNameAndModeAreKeptButNoFileIsCreatedBeforePause)
 {
     const std::wstring path = dir + L"not-yet.avi";
