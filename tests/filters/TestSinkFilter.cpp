@@ -44,8 +44,8 @@ HRESULT STDMETHODCALLTYPE CTestSinkPin::NotifyAllocator(IMemAllocator* pAllocato
   return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE CTestSinkPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES*) {
-  return E_NOTIMPL;
+HRESULT STDMETHODCALLTYPE CTestSinkPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES* pProps) {
+  return m_pSink->GiveRequirements(pProps);
 }
 
 HRESULT STDMETHODCALLTYPE CTestSinkPin::Receive(IMediaSample* pSample) {
@@ -143,6 +143,13 @@ HRESULT CTestSinkFilter::GiveAllocator(IMemAllocator** ppAllocator) {
   }
   m_pOwnAllocator->AddRef();
   *ppAllocator = m_pOwnAllocator;
+  return S_OK;
+}
+
+HRESULT CTestSinkFilter::GiveRequirements(ALLOCATOR_PROPERTIES* pProps) {
+  if (requiredAlign <= 0) return E_NOTIMPL;
+  *pProps = {};
+  pProps->cbAlign = requiredAlign;
   return S_OK;
 }
 

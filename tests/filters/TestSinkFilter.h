@@ -69,6 +69,7 @@ class CTestSinkFilter : public CBaseFilter {
   // Options, set before connecting / running.
   GUID acceptMajorType = GUID_NULL;  // GUID_NULL: any type
   bool offerAllocator = false;       // GetAllocator hands out one of ours
+  long requiredAlign = 0;            // > 0: GetAllocatorRequirements asks for it
   bool holdSamples = false;          // keep every received sample referenced
   HRESULT receiveResult = S_OK;      // what Receive returns ...
   int failAfter = 0;                 // ... once this many samples were taken
@@ -94,6 +95,7 @@ class CTestSinkFilter : public CBaseFilter {
   void OnEndOfStream();
   void OnNotifyAllocator(IMemAllocator* pAllocator);
   HRESULT GiveAllocator(IMemAllocator** ppAllocator);
+  HRESULT GiveRequirements(ALLOCATOR_PROPERTIES* pProps);
   void DropAllocators();
 
   CCritSec m_Lock;       // filter lock

@@ -307,6 +307,17 @@ TEST_F(FrameworkTest, OwnMemoryAllocatorWhenTheInputPinHasNone) {
   EXPECT_EQ(S_OK, sink_->InputPin()->Disconnect());
 }
 
+TEST_F(FrameworkTest, InputPinRequirementsReachTheAllocator) {
+  sink_->requiredAlign = 512;
+  ASSERT_EQ(S_OK, source_->Stream()->Connect(sink_->InputPin(), nullptr));
+  ALLOCATOR_PROPERTIES props = sink_->NotifiedProperties();
+  EXPECT_EQ(512, props.cbAlign);
+  EXPECT_EQ(1, props.cBuffers);
+  EXPECT_EQ(16, props.cbBuffer);
+  EXPECT_EQ(S_OK, source_->Stream()->Disconnect());
+  EXPECT_EQ(S_OK, sink_->InputPin()->Disconnect());
+}
+
 TEST_F(FrameworkTest, RunDeliversSamplesUntilEndOfStream) {
   source_->Stream()->endAfter = 4;
   ConnectInGraph();
