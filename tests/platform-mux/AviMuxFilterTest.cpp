@@ -357,6 +357,37 @@ TEST_F(AviMuxFilterTest, StopWaitsForTheReceiveInProgress) {
     EXPECT_EQ(StreamBytes(file_, "v:0"), expected);
 }
 
+TEST_F(AviMuxFilterTest, TwoStreamsDeliveringFromTwoThreadsUntilStop) {
+    MuxGraph g;
+    const std::size_t size = DibSize(64, 48, 24);
+    TestPushSource* a = g.AddSource(AudioType(PcmFormat(2, 48000, 16)), 7680, L"a");
+    TestPushSource* v = g.AddSource(VideoType(64, 48, 24, BI_RGB, kFrame), static_cast<long>(size), L"v");
+    g.AddSink(file_);
+    ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
+    ASSERT_EQ(g.ConnectSourceToMux(a), S_OK);
+    ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
+    ASSERT_EQ(g.control->Run(), S_OK);
+    std::atomic<int> accepted[2] = {{0}, {0}};
+    auto pump = [&](TestPushSource* source, std::size_t bytes, std::atomic<int>* count) {
+        std::vector<std::uint8_t> data = Pattern(bytes, 9);
+        for (int i = 0;; ++i) {
+            REFERENCE_TIME start = i * kFrame, stop = start + kFrame;
+            if (source->Push(data.data(), static_cast<long>(bytes), &start, &stop) != S_OK) return;
+            ++*count;
+        }
+    };
+    std::thread audio(pump, a, 7680, &accepted[0]);
+    std::thread video(pump, v, size, &accepted[1]);
+    while (accepted[0] < 50 || accepted[1] < 50) Sleep(1);
+    EXPECT_EQ(g.control->Stop(), S_OK);
+    audio.join();
+    video.join();
+    EXPECT_EQ(Ffprobe("-show_entries stream=nb_frames -of csv=p=0", file_),
+              std::to_string(accepted[0] * 1920) + "\n" + std::to_string(accepted[1].load()) + "\n");
+    EXPECT_EQ(Packets(file_, "v:0").size(), static_cast<std::size_t>(accepted[1].load()));
+    EXPECT_EQ(StreamBytes(file_, "a:0").size(), static_cast<std::size_t>(accepted[0] * 7680));
+}
+
 TEST_F(AviMuxFilterTest, PeerWithoutIStreamFailsTheStart) {
     MuxGraph g;
     TestPushSource* v = g.AddSource(VideoType(8, 8, 24, BI_RGB, kFrame), 192, L"v");
