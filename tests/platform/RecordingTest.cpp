@@ -303,6 +303,9 @@ TEST_F(RecordingTest, StoppingWhileTheSourceStillDeliversLeavesACompleteMovie)
     });
     while (pushed < 20)
         Sleep(5);
+    // Every frame handed over before the last one has been delivered (the pin
+    // asks for the next frame only after delivering the previous one).
+    const int deliveredBeforeStop = pushed - 1;
     const DWORD before = GetTickCount();
     EXPECT_EQ(graph.Control()->Stop(), S_OK);
     EXPECT_LT(GetTickCount() - before, 5000u);
@@ -310,7 +313,7 @@ TEST_F(RecordingTest, StoppingWhileTheSourceStillDeliversLeavesACompleteMovie)
     host.join();
 
     const std::vector<muxtest::Packet> packets = muxtest::Packets(file, "v:0");
-    ASSERT_GE(packets.size(), 20u);
+    ASSERT_GE(packets.size(), static_cast<size_t>(deliveredBeforeStop));
     EXPECT_LE(packets.size(), static_cast<size_t>(pushed.load()));
     const Bytes bytes = muxtest::StreamBytes(file, "v:0");
     ASSERT_EQ(bytes.size(), packets.size() * frames[0].size());
