@@ -89,8 +89,8 @@ TEST_F(BuiltinGapsTest, DefaultInterleavingMakesRunFailWithNotImplemented)
     ASSERT_EQ(graph->AddFilter(video->Filter(), L"RAW Data Filter"), S_OK);
     ASSERT_EQ(graph->AddFilter(mux.Get(), L"AVI Mux"), S_OK);
     // The output goes first: in the movie writer's own order (inputs first)
-    // the process faults in Wine's mux input GetAllocator (a null allocator)
-    // while the input is connected or reconnected.
+    // connecting the output makes Wine's mux reconnect its inputs, and the
+    // process faults in the input pin's GetAllocator (a null allocator).
     AddWriterAndName();
     Ref<IPin> muxIn(FindPin(mux.Get(), PINDIR_INPUT));
     ASSERT_EQ(Link(graph.Get(), video->OutputPin(), muxIn.Get()), S_OK);
@@ -134,8 +134,8 @@ TEST_F(BuiltinGapsTest, FileWriterPinHasNoIStreamSoFullInterleavingFailsToo)
     ASSERT_EQ(mux->QueryInterface(IID_IConfigInterleaving, interleaving.OutVoid()), S_OK);
     ASSERT_EQ(interleaving->put_Mode(INTERLEAVE_FULL), S_OK);
     // The output goes first: in the movie writer's own order (inputs first)
-    // the process faults in Wine's mux input GetAllocator (a null allocator)
-    // while the input is connected or reconnected.
+    // connecting the output makes Wine's mux reconnect its inputs, and the
+    // process faults in the input pin's GetAllocator (a null allocator).
     AddWriterAndName();
     Ref<IPin> muxIn(FindPin(mux.Get(), PINDIR_INPUT));
     ASSERT_EQ(Link(graph.Get(), video->OutputPin(), muxIn.Get()), S_OK);
