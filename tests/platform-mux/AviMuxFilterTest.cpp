@@ -242,6 +242,27 @@ TEST_F(AviMuxFilterTest, TimeStampGapsBecomeEmptySlots) {
     EXPECT_EQ(StreamBytes(file_, "v:0"), bytes);
 }
 
+TEST_F(AviMuxFilterTest, MediaTimesNumberTheSlotsWhenSamplesCarryThem) {
+    MuxGraph g;
+    TestPushSource* v = g.AddSource(VideoType(8, 8, 24, BI_RGB, kFrame), 192, L"v");
+    g.AddSink(file_);
+    ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
+    ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
+    ASSERT_EQ(g.control->Run(), S_OK);
+    std::vector<std::uint8_t> frame = Pattern(192, 0);
+    // Time stamps without gaps, frame numbers with one: the frame numbers win.
+    const LONGLONG numbers[] = {0, 1, 3};
+    for (int i = 0; i < 3; ++i) {
+        REFERENCE_TIME start = i * kFrame, stop = start + kFrame;
+        ASSERT_EQ(v->Push(frame.data(), 192, &start, &stop, true, &numbers[i]), S_OK);
+    }
+    ASSERT_EQ(g.control->Stop(), S_OK);
+    EXPECT_EQ(Ffprobe("-show_entries stream=nb_frames -of csv=p=0", file_), "4\n");
+    std::vector<Packet> packets = Packets(file_, "v:0");
+    ASSERT_EQ(packets.size(), 3u);
+    EXPECT_EQ(packets[2].pts, 3);
+}
+
 TEST_F(AviMuxFilterTest, TemporallyCompressedVideoKeepsSyncPoints) {
     MuxGraph g;
     TestPushSource* v = g.AddSource(VideoType(16, 16, 8, BI_RLE8, kFrame, true), 1024, L"v");

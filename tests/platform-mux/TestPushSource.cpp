@@ -44,7 +44,7 @@ TestPushSource* TestPushSource::Create(const AM_MEDIA_TYPE& mt, long bufferSize)
 CBasePin* TestPushSource::GetPin(int n) { return n == 0 ? &m_pin : nullptr; }
 
 HRESULT TestPushSource::Push(const void* data, long size, const REFERENCE_TIME* start,
-                             const REFERENCE_TIME* stop, bool syncPoint) {
+                             const REFERENCE_TIME* stop, bool syncPoint, const LONGLONG* mediaStart) {
     IMediaSample* sample = nullptr;
     HRESULT hr = m_pin.GetDeliveryBuffer(&sample, nullptr, nullptr, 0);
     if (FAILED(hr)) return hr;
@@ -56,6 +56,10 @@ HRESULT TestPushSource::Push(const void* data, long size, const REFERENCE_TIME* 
     REFERENCE_TIME s = start ? *start : 0, e = stop ? *stop : 0;
     sample->SetTime(start ? &s : nullptr, stop ? &e : nullptr);
     sample->SetSyncPoint(syncPoint);
+    if (mediaStart) {
+        LONGLONG ms = *mediaStart, me = ms + 1;
+        sample->SetMediaTime(&ms, &me);
+    }
     hr = m_pin.Deliver(sample);
     sample->Release();
     return hr;

@@ -38,7 +38,7 @@ public:
 
     // One sample: data copied into a buffer; start/stop null for no time stamps.
     HRESULT Push(const void* data, long size, const REFERENCE_TIME* start, const REFERENCE_TIME* stop,
-                 bool syncPoint = true);
+                 bool syncPoint = true, const LONGLONG* mediaStart = nullptr);
     HRESULT PushEndOfStream() { return m_pin.DeliverEndOfStream(); }
 
 private:

@@ -238,8 +238,14 @@ HRESULT CAviMux::WriteSample(CAviMuxInputPin* pPin, IMediaSample* pSample) {
             m_pLayout->SetFrameDuration(pPin->m_nStream, pPin->m_rtFrameDuration);
         }
         REFERENCE_TIME duration = pPin->m_rtFrameDuration;
+        // The frame's slot: its media time (a frame number) when it carries
+        // one, else its start time in whole frames.
         LONGLONG slot = pPin->m_nNextSlot;
-        if (timed) slot = start > 0 ? (start + duration / 2) / duration : 0;
+        LONGLONG mediaStart = 0, mediaStop = 0;
+        if (pSample->GetMediaTime(&mediaStart, &mediaStop) == S_OK)
+            slot = mediaStart > 0 ? mediaStart : 0;
+        else if (timed)
+            slot = start > 0 ? (start + duration / 2) / duration : 0;
         if (slot > pPin->m_nNextSlot) {
             hr = m_pLayout->WriteEmptySlots(pPin->m_nStream, static_cast<std::uint32_t>(
                                                                  std::min<LONGLONG>(slot - pPin->m_nNextSlot, 0x7FFFFFFF)));

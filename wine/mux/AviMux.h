@@ -7,8 +7,9 @@
 // is none, Run fails with that HRESULT and samples are refused), numbers the connected
 // inputs in the order they connected (stream 0 = first connected) and writes
 // the header block. Samples are written in arrival order (capture
-// interleaving); a video sample whose time stamp lies whole frame slots
-// after the previous one leaves zero-length entries for the missing slots.
+// interleaving); a video sample whose media time (frame number) or, without
+// one, time stamp lies whole frame slots after the previous one leaves
+// zero-length entries for the missing slots.
 // Stop waits for Receive calls in progress, writes the indexes and final
 // headers, and calls IStream::Commit. A failed write is returned from
 // Receive, sent as EC_ERRORABORT once, and refuses every later sample.
