@@ -496,3 +496,49 @@ TEST(AcmCompressorFilter, StopWhileTheSourceStillDeliversEndsCleanly)
     ASSERT_FALSE(g.sink->samples.empty());
     EXPECT_EQ(g.sink->samples.front().start, 0);
 }
+
+TEST(AcmCompressorFilter, FlushDropsWhatTheCodecHeldAndPassesDownstream)
+{
+    CompressorGraph g(WAVE_FORMAT_IMA_ADPCM, Pcm16Format(22050, 1));
+    ASSERT_EQ(g.ConnectInput(), S_OK);
+    ASSERT_EQ(g.ConnectOutput(), S_OK);
+    ASSERT_EQ(g.control->Run(), S_OK);
+    // Half of one 1017-sample block: the codec keeps it.
+    const std::vector<BYTE> half = Tone16(g.source->Format(), 500);
+    ASSERT_EQ(g.source->Send(half.data(), half.size(), 0, 226757), S_OK);
+    EXPECT_TRUE(g.sink->bytes.empty());
+
+    EXPECT_EQ(g.input->NewSegment(0, 10000000, 1.0), S_OK);
+    EXPECT_EQ(g.sink->newSegments, 1);
+    EXPECT_EQ(g.input->BeginFlush(), S_OK);
+    EXPECT_EQ(g.input->EndFlush(), S_OK);
+    EXPECT_EQ(g.sink->beginFlushes, 1);
+    EXPECT_EQ(g.sink->endFlushes, 1);
+
+    // After the flush the held half block is gone: end of stream has
+    // nothing left to encode.
+    ASSERT_EQ(g.source->SendEndOfStream(), S_OK);
+    EXPECT_EQ(g.sink->endOfStreams, 1);
+    EXPECT_TRUE(g.sink->bytes.empty());
+
+    // A sample after end of stream is refused.
+    EXPECT_EQ(g.source->Send(half.data(), half.size(), 0, 226757), VFW_E_SAMPLE_REJECTED_EOS);
+    EXPECT_EQ(g.control->Stop(), S_OK);
+}
+
+TEST(AcmCompressorFilter, EndOfStreamEncodesTheHeldPartOfABlock)
+{
+    CompressorGraph g(WAVE_FORMAT_IMA_ADPCM, Pcm16Format(22050, 1));
+    ASSERT_EQ(g.ConnectInput(), S_OK);
+    ASSERT_EQ(g.ConnectOutput(), S_OK);
+    ASSERT_EQ(g.control->Run(), S_OK);
+    const std::vector<BYTE> tone = Tone16(g.source->Format(), 1017 + 500);
+    ASSERT_EQ(g.source->Send(tone.data(), tone.size(), 0, 687981), S_OK);
+    EXPECT_EQ(g.sink->bytes.size(), 512u);
+    ASSERT_EQ(g.source->SendEndOfStream(), S_OK);
+    // The codec pads the last block: two whole blocks in all.
+    EXPECT_EQ(g.sink->bytes.size(), 1024u);
+    ASSERT_EQ(g.sink->samples.size(), 2u);
+    EXPECT_EQ(g.sink->samples[1].start, g.sink->samples[0].stop);
+    EXPECT_EQ(g.control->Stop(), S_OK);
+}

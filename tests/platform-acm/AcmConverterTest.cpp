@@ -100,3 +100,21 @@ TEST(AcmConverter, RefusesWhatTheCodecCannotEncode)
     EXPECT_EQ(converter.Open(input, output), VFW_E_TYPE_NOT_ACCEPTED);
     EXPECT_FALSE(converter.IsOpen());
 }
+
+TEST(AcmConverter, FlushCompletesTheLastBlockWithSilence)
+{
+    const WAVEFORMATEX input = Pcm16(22050, 1);
+    const auto formats = tavacm::OutputFormats(WAVE_FORMAT_IMA_ADPCM, input);
+    ASSERT_FALSE(formats.empty());
+    CAcmConverter converter;
+    ASSERT_EQ(converter.Open(input, Header(formats[0])), S_OK);
+    const std::vector<BYTE> tone = Tone(input, 1017 + 500);
+    std::vector<BYTE> converted;
+    size_t consumed = 0;
+    ASSERT_EQ(converter.Convert(tone.data(), tone.size(), converted, &consumed), S_OK);
+    EXPECT_EQ(converted.size(), 512u);
+    ASSERT_EQ(converter.Flush(converted, &consumed), S_OK);
+    EXPECT_EQ(converted.size(), 1024u);
+    EXPECT_EQ(consumed, 1000u);  // the 500 real samples, not the padding
+    EXPECT_EQ(converter.PendingBytes(), 0u);
+}

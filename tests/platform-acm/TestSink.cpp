@@ -35,6 +35,25 @@ HRESULT STDMETHODCALLTYPE TestSinkPin::EndOfStream()
     return S_OK;
 }
 
+HRESULT STDMETHODCALLTYPE TestSinkPin::BeginFlush()
+{
+    ++m_sink->beginFlushes;
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE TestSinkPin::EndFlush()
+{
+    ++m_sink->endFlushes;
+    return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE TestSinkPin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate)
+{
+    CBasePin::NewSegment(start, stop, rate);
+    ++m_sink->newSegments;
+    return S_OK;
+}
+
 HRESULT STDMETHODCALLTYPE TestSinkPin::GetAllocator(IMemAllocator** allocator)
 {
     *allocator = nullptr;

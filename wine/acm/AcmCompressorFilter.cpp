@@ -45,14 +45,12 @@ CAcmCompressorFilter::CAcmCompressorFilter(IUnknown* outer)
     HRESULT hr = S_OK;
     m_inputPin.reset(new CAcmInputPin(this, &m_filterLock, &hr));
     m_outputPin.reset(new CAcmOutputPin(this, &m_filterLock, &hr));
-    tavpack::PackObjectCreated();
 }
 
 CAcmCompressorFilter::~CAcmCompressorFilter()
 {
     m_outputPin.reset();
     m_inputPin.reset();
-    tavpack::PackObjectDestroyed();
 }
 
 HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv)

@@ -30,6 +30,7 @@ HRESULT CAcmConverter::Open(const WAVEFORMATEX& input, const WAVEFORMATEX& outpu
         return VFW_E_TYPE_NOT_ACCEPTED;
     }
     m_inputAlign = std::max<WORD>(input.nBlockAlign, 1);
+    m_outputAlign = std::max<WORD>(output.nBlockAlign, 1);
     m_started = false;
     return S_OK;
 }
@@ -70,6 +71,19 @@ HRESULT CAcmConverter::Flush(std::vector<BYTE>& output, size_t* consumed)
         size_t last = 0;
         hr = Run(ACM_STREAMCONVERTF_END, output, &last);
         *consumed += last;
+    }
+    if (SUCCEEDED(hr) && !m_pending.empty()) {
+        // Block codecs encode only whole blocks: the last part of one is
+        // completed with silence, and only its real bytes count as consumed.
+        const size_t held = m_pending.size();
+        DWORD blockInput = 0;
+        if (acmStreamSize(m_stream, m_outputAlign, &blockInput, ACM_STREAMSIZEF_DESTINATION) == MMSYSERR_NOERROR &&
+            blockInput > held) {
+            m_pending.resize((blockInput + m_inputAlign - 1) / m_inputAlign * m_inputAlign, 0);
+            size_t padded = 0;
+            hr = Run(ACM_STREAMCONVERTF_BLOCKALIGN, output, &padded);
+            *consumed += std::min(padded, held);
+        }
     }
     m_pending.clear();
     m_started = false;

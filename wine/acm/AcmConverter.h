@@ -34,7 +34,8 @@ public:
     HRESULT Convert(const BYTE* data, size_t size, std::vector<BYTE>& output, size_t* consumed);
 
     // Ends the stream: converts what is still pending with the codec's end
-    // flag and appends the result. Pending input is gone afterwards.
+    // flag and appends the result; a block codec's last partial block is
+    // completed with silence. Pending input is gone afterwards.
     HRESULT Flush(std::vector<BYTE>& output, size_t* consumed);
 
     // Drops pending input and restarts the codec's state (after a seek or a
@@ -48,6 +49,7 @@ private:
 
     HACMSTREAM m_stream = nullptr;
     WORD m_inputAlign = 1;
+    WORD m_outputAlign = 1;
     bool m_started = false;
     std::vector<BYTE> m_pending;
     std::vector<BYTE> m_scratch;
