@@ -81,6 +81,24 @@ void CopyNames(const CompressorEntry* table, int tableCount, wchar_t** names, in
   }
 }
 
+// Replaces the loaded writer's table. The old one is freed unless a writer
+// record other than the one about to receive the new table still points at
+// it: records share tables with the writer and never free them, so freeing
+// one they hold would leave a later LoadParam with a dangling table.
+void ReplaceTable(CompressorEntry*& table, int& count, CompressorEntry* newTable, int newCount, int writerId) {
+  bool stillListed = false;
+  if (table != nullptr && g_plistAviID != nullptr) {
+    const AviWriterParam* receiving = FindWriterRecord(writerId);
+    for (const AviWriterParam& record : *g_plistAviID) {
+      if (&record == receiving) continue;
+      if (record.pVideoCompressors == table || record.pAudioCompressors == table) stillListed = true;
+    }
+  }
+  if (!stillListed) FreeCompressorTable(table, count);
+  table = newTable;
+  count = newCount;
+}
+
 CAviWriter& LoadedWriter() {
   if (g_pAviWriter == nullptr) _com_issue_error(E_POINTER);
   return *g_pAviWriter;
@@ -100,9 +118,7 @@ HRESULT GetVideoCompressors(int writerId, wchar_t** names, int* count, int* maxL
     wcsncpy_s(table.pEntries[0].szName, 260, L"Uncompressed", _TRUNCATE);
     table.pEntries[0].pMoniker = nullptr;
 
-    FreeCompressorTable(writer.m_pVideoCompressors, writer.m_nVideoCompressors);
-    writer.m_pVideoCompressors = table.pEntries;
-    writer.m_nVideoCompressors = table.nFilled;
+    ReplaceTable(writer.m_pVideoCompressors, writer.m_nVideoCompressors, table.pEntries, table.nFilled, writerId);
     *maxLength = table.nMaxName + 2;
     *count = table.nFilled;
     if (AviWriterParam* record = FindWriterRecord(writerId)) {
@@ -143,9 +159,7 @@ HRESULT GetAudioCompressors(int writerId, wchar_t** names, int* count, int* maxL
     // buffers by it); it stays zeroed, an empty name.
     const int reported = table.nFilled + 1;
 
-    FreeCompressorTable(writer.m_pAudioCompressors, writer.m_nAudioCompressors);
-    writer.m_pAudioCompressors = table.pEntries;
-    writer.m_nAudioCompressors = reported;
+    ReplaceTable(writer.m_pAudioCompressors, writer.m_nAudioCompressors, table.pEntries, reported, writerId);
     *maxLength = table.nMaxName + 2;
     *count = reported;
     if (AviWriterParam* record = FindWriterRecord(writerId)) {

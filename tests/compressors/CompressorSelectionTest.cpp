@@ -192,3 +192,29 @@ TEST_F(CompressorSelectionTest, AudioWithoutASourceFindsNoTableAndChoosesNothing
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(CompressorSelectionTest, ATableAnotherWriterStillHoldsStaysUsable) {
+  AviWriterParam second;
+  second.nID = 2;
+  g_plistAviID->push_back(second);
+  BuildVideoTable();  // writer 1's table
+  CompressorEntry* first = g_pAviWriter->m_pVideoCompressors;
+  int count = 0;
+  int maxLength = 0;
+  ASSERT_EQ(TavMovieMakerGetCompressors(2, nullptr, &count, &maxLength), S_OK);  // writer 2's own table
+  EXPECT_NE(g_pAviWriter->m_pVideoCompressors, first);
+  EXPECT_EQ(Record(1)->pVideoCompressors, first);
+
+  // Writer 1 comes back with its table intact: names and monikers.
+  bool hasDialog = false;
+  EXPECT_EQ(TavMovieMakerSetCompressor(1, L"Wine MS-RLE video codec", &hasDialog), S_OK);
+  EXPECT_EQ(g_pAviWriter->m_pVideoCompressors, first);
+  EXPECT_TRUE(g_pAviWriter->m_pVideoCompressor);
+  EXPECT_EQ(g_pAviWriter->m_iVideoCompressor, 2);
+  EXPECT_EQ(Names(false, 4, maxLength), (Lines{L"Uncompressed", L"Cinepak Video codec", L"Wine MS-RLE video codec",
+                                               L"Wine Video 1 video codec"}));
+}
+
+}  // namespace
