@@ -440,6 +440,34 @@ TEST_F(AviMuxFilterTest, PeerWithoutIStreamFailsTheStart) {
     EXPECT_EQ(state, State_Stopped);
 }
 
+TEST_F(AviMuxFilterTest, HeaderThatCannotBeWrittenFailsTheStartOnce) {
+    MuxGraph g;
+    TestPushSource* v = g.AddSource(VideoType(8, 8, 24, BI_RGB, kFrame), 192, L"v");
+    g.AddSink(file_);
+    g.sink->m_nByteBudget = 0;
+    ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
+    ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
+    g.control->Run();  // Wine's graph manager does not pass the mux's failure on
+    std::vector<std::uint8_t> frame = Pattern(192, 0);
+    REFERENCE_TIME start = 0, stop = kFrame;
+    EXPECT_EQ(v->Push(frame.data(), 192, &start, &stop), STG_E_MEDIUMFULL);
+    g.control->Pause();
+    g.control->Run();
+    long code = 0;
+    LONG_PTR param = 0;
+    int aborts = 0;
+    while (g.NextEvent(&code, &param, 1000)) {
+        if (code == EC_ERRORABORT) {
+            ++aborts;
+            EXPECT_EQ(static_cast<HRESULT>(param), STG_E_MEDIUMFULL);
+        }
+    }
+    EXPECT_EQ(aborts, 1);
+    EXPECT_EQ(g.control->Stop(), S_OK);
+    EXPECT_EQ(g.mux->Run(0), STG_E_MEDIUMFULL);  // the filter's own answer
+    EXPECT_EQ(g.mux->Stop(), S_OK);
+}
+
 TEST_F(AviMuxFilterTest, WriteFailureGoesUpstreamAndAsErrorAbort) {
     MuxGraph g;
     const std::size_t size = DibSize(320, 240, 24);

@@ -118,11 +118,11 @@ HRESULT STDMETHODCALLTYPE CAviMux::Pause() {
 
 HRESULT STDMETHODCALLTYPE CAviMux::Run(REFERENCE_TIME tStart) {
     CAutoLock lock(&m_csFilter);
-    bool wasRunning = m_State == State_Running;
     HRESULT hr = CBaseFilter::Run(tStart);
     if (FAILED(hr)) return hr;
     if (FAILED(m_hrStart)) {
-        if (!wasRunning) NotifyEvent(EC_ERRORABORT, m_hrStart, 0);
+        CAutoLock writeLock(&m_csWrite);
+        ReportError(m_hrStart);  // once per recording
         return m_hrStart;
     }
     return hr;
@@ -188,7 +188,6 @@ HRESULT CAviMux::StartWriting() {
     if (FAILED(hr)) {
         for (CAviMuxInputPin* pin : m_streams) pin->m_nStream = -1;
         m_streams.clear();
-        NotifyEvent(EC_ERRORABORT, hr, 0);
         return hr;
     }
     m_pSink = std::move(sink);
