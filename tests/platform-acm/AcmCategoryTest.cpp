@@ -102,6 +102,20 @@ std::wstring GuidText(REFGUID guid)
     return text;
 }
 
+// Other tests may add entries of their own to the category for a while: only
+// the entries that name the pack's compressor count here.
+std::vector<Entry> OurEntries(std::vector<Entry> entries)
+{
+    std::vector<Entry> ours;
+    for (Entry& entry : entries) {
+        if (entry.clsid == GuidText(CLSID_TavAcmCompressor))
+            ours.push_back(entry);
+        else
+            entry.moniker->Release();
+    }
+    return ours;
+}
+
 class AcmCategory : public ::testing::Test {
 protected:
     void SetUp() override { CoInitializeEx(nullptr, COINIT_MULTITHREADED); }
@@ -113,7 +127,7 @@ protected:
 TEST_F(AcmCategory, ListsExactlyTheEncodableFormatTagsByName)
 {
     HRESULT hr = E_FAIL;
-    std::vector<Entry> entries = ListCategory(&hr);
+    std::vector<Entry> entries = OurEntries(ListCategory(&hr));
     ASSERT_EQ(hr, S_OK);
     // Wine 8's codecs that encode 16-bit PCM, named as ACM names them.
     const std::vector<std::wstring> expected = {L"A-Law", L"GSM 6.10", L"IMA ADPCM", L"PCM", L"U-Law"};
@@ -126,7 +140,6 @@ TEST_F(AcmCategory, ListsExactlyTheEncodableFormatTagsByName)
     EXPECT_EQ(SortedNames(entries), encodable);
 
     for (const Entry& entry : entries) {
-        EXPECT_EQ(entry.clsid, GuidText(CLSID_TavAcmCompressor)) << entry.name.c_str();
         EXPECT_EQ(tavacm::FormatTagName(static_cast<WORD>(entry.acmId)), entry.name);
     }
     Release(entries);
@@ -135,9 +148,9 @@ TEST_F(AcmCategory, ListsExactlyTheEncodableFormatTagsByName)
 TEST_F(AcmCategory, EveryMonikerBindsToACompressorForItsFormatTag)
 {
     HRESULT hr = E_FAIL;
-    std::vector<Entry> entries = ListCategory(&hr);
+    std::vector<Entry> entries = OurEntries(ListCategory(&hr));
     ASSERT_EQ(hr, S_OK);
-    ASSERT_FALSE(entries.empty());
+    ASSERT_EQ(entries.size(), 5u);
     for (const Entry& entry : entries) {
         SCOPED_TRACE(std::string(entry.name.begin(), entry.name.end()));
         IBaseFilter* filter = nullptr;
@@ -193,25 +206,89 @@ TEST_F(AcmCategory, EveryMonikerBindsToACompressorForItsFormatTag)
     Release(entries);
 }
 
-TEST_F(AcmCategory, RegisteringAgainKeepsOneEntryPerTagAndUnregisteringEmptiesIt)
-{
-    ASSERT_EQ(AcmRegisterCompressorCategory(L"unused"), S_OK);
-    ASSERT_EQ(AcmRegisterCompressorCategory(L"unused"), S_OK);
-    HRESULT hr = E_FAIL;
-    std::vector<Entry> entries = ListCategory(&hr);
-    EXPECT_EQ(hr, S_OK);
-    EXPECT_EQ(entries.size(), 5u);
-    Release(entries);
+namespace {
 
-    ASSERT_EQ(AcmUnregisterCompressorCategory(), S_OK);
-    entries = ListCategory(&hr);
-    EXPECT_EQ(hr, S_FALSE);  // an empty category gives no enumerator
-    EXPECT_TRUE(entries.empty());
+// The subkeys of a key with the values an entry has.
+struct RegistryEntry {
+    std::wstring key;
+    std::wstring friendlyName;
+    std::wstring clsid;
+    DWORD acmId;
+};
+
+std::vector<RegistryEntry> InstanceEntries(HKEY root)
+{
+    std::vector<RegistryEntry> entries;
+    const std::wstring path = L"Software\\Classes\\CLSID\\" + GuidText(CLSID_AudioCompressorCategory) + L"\\Instance";
+    HKEY instance = nullptr;
+    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, &instance) != ERROR_SUCCESS)
+        return entries;
+    for (DWORD index = 0;; ++index) {
+        wchar_t name[256];
+        DWORD length = 256;
+        if (RegEnumKeyExW(instance, index, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+            break;
+        RegistryEntry entry = {name, L"", L"", 0};
+        wchar_t text[256] = {};
+        DWORD size = sizeof(text);
+        if (RegGetValueW(instance, name, L"FriendlyName", RRF_RT_REG_SZ, nullptr, text, &size) == ERROR_SUCCESS)
+            entry.friendlyName = text;
+        size = sizeof(text);
+        if (RegGetValueW(instance, name, L"CLSID", RRF_RT_REG_SZ, nullptr, text, &size) == ERROR_SUCCESS)
+            entry.clsid = text;
+        size = sizeof(entry.acmId);
+        RegGetValueW(instance, name, L"AcmId", RRF_RT_REG_DWORD, nullptr, &entry.acmId, &size);
+        entries.push_back(entry);
+    }
+    RegCloseKey(instance);
+    return entries;
+}
+
+}  // namespace
+
+// Registration writes into HKLM; here HKLM is redirected to a scratch key of
+// this process, so the shared prefix's category is never touched.
+TEST(AcmCategoryRegistry, RegisteringTwiceKeepsOneEntryPerTagAndUnregisteringRemovesOnlyOurs)
+{
+    const std::vector<tavacm::AcmFormatTag> tags = tavacm::EncodableFormatTags();
+    ASSERT_EQ(tags.size(), 5u);
+    const std::wstring scratchPath = L"Software\\TavTest\\AcmCategory" + std::to_wstring(GetCurrentProcessId());
+    HKEY scratch = nullptr;
+    ASSERT_EQ(RegCreateKeyExW(HKEY_CURRENT_USER, scratchPath.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                              &scratch, nullptr),
+              ERROR_SUCCESS);
+    ASSERT_EQ(RegOverridePredefKey(HKEY_LOCAL_MACHINE, scratch), ERROR_SUCCESS);
+
+    // Somebody else's entry in the category.
+    const std::wstring foreignPath = L"Software\\Classes\\CLSID\\" + GuidText(CLSID_AudioCompressorCategory) +
+                                     L"\\Instance\\Somebody's codec";
+    HKEY foreign = nullptr;
+    RegCreateKeyExW(scratch, foreignPath.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &foreign, nullptr);
+    const std::wstring otherClass = GuidText(CLSID_FilterGraph);
+    RegSetValueExW(foreign, L"CLSID", 0, REG_SZ, reinterpret_cast<const BYTE*>(otherClass.c_str()),
+                   static_cast<DWORD>((otherClass.size() + 1) * sizeof(wchar_t)));
+    RegCloseKey(foreign);
+
+    EXPECT_EQ(AcmRegisterCompressorCategory(L"unused"), S_OK);
+    EXPECT_EQ(AcmRegisterCompressorCategory(L"unused"), S_OK);
+    std::vector<RegistryEntry> entries = InstanceEntries(scratch);
+    EXPECT_EQ(entries.size(), tags.size() + 1);
+    for (const tavacm::AcmFormatTag& tag : tags) {
+        const auto found = std::find_if(entries.begin(), entries.end(),
+                                        [&tag](const RegistryEntry& e) { return e.friendlyName == tag.name; });
+        ASSERT_NE(found, entries.end()) << std::string(tag.name.begin(), tag.name.end());
+        EXPECT_EQ(found->key, tag.name);
+        EXPECT_EQ(found->clsid, GuidText(CLSID_TavAcmCompressor));
+        EXPECT_EQ(found->acmId, tag.tag);
+    }
+
+    EXPECT_EQ(AcmUnregisterCompressorCategory(), S_OK);
+    entries = InstanceEntries(scratch);
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries[0].key, L"Somebody's codec");
     EXPECT_EQ(AcmUnregisterCompressorCategory(), S_OK);
 
-    // Leave the prefix as the pack's registration made it.
-    ASSERT_EQ(AcmRegisterCompressorCategory(L"unused"), S_OK);
-    entries = ListCategory(&hr);
-    EXPECT_EQ(entries.size(), 5u);
-    Release(entries);
+    RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+    RegCloseKey(scratch);
+    RegDeleteTreeW(HKEY_CURRENT_USER, scratchPath.c_str());
 }
