@@ -542,3 +542,44 @@ TEST(AcmCompressorFilter, EndOfStreamEncodesTheHeldPartOfABlock)
     EXPECT_EQ(g.sink->samples[1].start, g.sink->samples[0].stop);
     EXPECT_EQ(g.control->Stop(), S_OK);
 }
+
+TEST(AcmCompressorFilter, StreamConfigChecksItsArguments)
+{
+    CompressorGraph g(WAVE_FORMAT_PCM, Pcm16Format(44100, 2));
+    int count = 0;
+    int size = 0;
+    AM_MEDIA_TYPE* type = nullptr;
+    AUDIO_STREAM_CONFIG_CAPS caps = {};
+    EXPECT_EQ(g.config->GetNumberOfCapabilities(nullptr, &size), E_POINTER);
+    EXPECT_EQ(g.config->GetNumberOfCapabilities(&count, nullptr), E_POINTER);
+    EXPECT_EQ(g.config->GetStreamCaps(0, nullptr, reinterpret_cast<BYTE*>(&caps)), E_POINTER);
+    EXPECT_EQ(g.config->GetStreamCaps(0, &type, nullptr), E_POINTER);
+    EXPECT_EQ(g.config->GetFormat(nullptr), E_POINTER);
+    EXPECT_EQ(g.config->GetStreamCaps(0, &type, reinterpret_cast<BYTE*>(&caps)), VFW_E_NOT_CONNECTED);
+
+    // A format for this compressor, but no input to make it from yet.
+    CMediaType mono;
+    tavacm::MakeWaveMediaType(Pcm16Format(22050, 1), &mono);
+    EXPECT_EQ(g.config->SetFormat(&mono), VFW_E_NOT_CONNECTED);
+
+    ASSERT_EQ(g.ConnectInput(), S_OK);
+    EXPECT_EQ(g.config->GetStreamCaps(-1, &type, reinterpret_cast<BYTE*>(&caps)), S_FALSE);
+    EXPECT_EQ(type, nullptr);
+    // A media type that is not a wave format.
+    CMediaType video;
+    video.SetType(&MEDIATYPE_Video);
+    EXPECT_EQ(g.config->SetFormat(&video), VFW_E_INVALIDMEDIATYPE);
+
+    // Null goes back to the default (the first capability) while unconnected.
+    ASSERT_EQ(g.config->SetFormat(&mono), S_OK);
+    ASSERT_EQ(g.config->SetFormat(nullptr), S_OK);
+    ASSERT_EQ(g.config->GetFormat(&type), S_OK);
+    EXPECT_EQ(FormatOfType(type), Pcm16Format(44100, 2));
+    ASSERT_EQ(g.ConnectOutput(), S_OK);
+    EXPECT_EQ(g.config->SetFormat(nullptr), VFW_E_ALREADY_CONNECTED);
+
+    // Not while the graph runs.
+    ASSERT_EQ(g.control->Run(), S_OK);
+    EXPECT_EQ(g.config->SetFormat(&mono), VFW_E_NOT_STOPPED);
+    EXPECT_EQ(g.control->Stop(), S_OK);
+}
