@@ -5,8 +5,10 @@
 
 #include "compressors/CompressorExports.h"
 #include "framework/MediaType.h"
+#include "tests/writer/support/FakeCompressor.h"
 #include "tests/writer/support/FakeConfigFilter.h"
 #include "tests/writer/support/GraphRig.h"
+#include "tests/writer/support/RegisteredConverter.h"
 #include "tests/writer/support/LogCapture.h"
 
 using tavtest::Connections;
@@ -229,6 +231,59 @@ TEST_F(GraphBuildFailureTest, AMissingGraphRaisesEPointer) {
   } catch (const _com_error& error) {
     EXPECT_EQ(error.Error(), E_POINTER);
   }
+}
+
+}  // namespace
+
+namespace {
+
+// Intelligent connect creates the filters it inserts on a thread of its own:
+// the converter's class object must be registered in the multithreaded
+// apartment to be found there.
+class ConverterGraphTest : public ::testing::Test {
+ protected:
+  void SetUp() override { CoInitializeEx(nullptr, COINIT_MULTITHREADED); }
+  LogCapture m_log;
+};
+
+TEST_F(ConverterGraphTest, ACompressorIsStillLinkedWhenConnectInsertsAConverter) {
+  tavtest::RegisteredConverter converter;
+  ASSERT_EQ(converter.Result(), S_OK);
+  GraphRig rig;
+  RigSettings settings;
+  settings.pixelFormat = 1;  // 32-bit RGB; the compressor takes 24-bit only
+  ASSERT_EQ(rig.Setup(settings), S_OK);
+  IBaseFilter* compressor = tavtest::FakeCompressor::CreateInstance(MEDIASUBTYPE_RGB24);
+  rig.Writer().m_pVideoCompressor = compressor;
+  compressor->Release();
+  wcsncpy_s(rig.Writer().m_szFileName, 260, L"C:\\converter.avi", _TRUNCATE);
+  m_log.Clear();
+  EXPECT_EQ(rig.Writer().MakeCaptureGraph(), S_OK);
+  EXPECT_EQ(rig.FilterNames(), (Names{L"AVI Mux", L"File Writer", L"RAW Data Filter", L"TavTest RGB Converter",
+                                      L"Video Compressor"}));
+  EXPECT_EQ(rig.ConnectionList(),
+            (Connections{L"AVI Mux/AVI Out -> File Writer/in", L"RAW Data Filter/Out -> TavTest RGB Converter/In",
+                         L"TavTest RGB Converter/Out -> Video Compressor/In",
+                         L"Video Compressor/Out -> AVI Mux/Input 01"}));
+  EXPECT_EQ(m_log.LinesOf(L".\\TavMovieMaker"),
+            (Names{T(L"CAviWriter::MakeCaptureGraph -> Enter"), T(L"CAviWriter::MakeCaptureGraph -> Leave")}));
+}
+
+TEST_F(ConverterGraphTest, ACompressorTakingTheRawFormatIsLinkedDirectly) {
+  tavtest::RegisteredConverter converter;
+  ASSERT_EQ(converter.Result(), S_OK);
+  GraphRig rig;
+  RigSettings settings;
+  settings.pixelFormat = 0;
+  ASSERT_EQ(rig.Setup(settings), S_OK);
+  IBaseFilter* compressor = tavtest::FakeCompressor::CreateInstance(MEDIASUBTYPE_RGB24);
+  rig.Writer().m_pVideoCompressor = compressor;
+  compressor->Release();
+  wcsncpy_s(rig.Writer().m_szFileName, 260, L"C:\\direct.avi", _TRUNCATE);
+  EXPECT_EQ(rig.Writer().MakeCaptureGraph(), S_OK);
+  EXPECT_EQ(rig.ConnectionList(),
+            (Connections{L"AVI Mux/AVI Out -> File Writer/in", L"RAW Data Filter/Out -> Video Compressor/In",
+                         L"Video Compressor/Out -> AVI Mux/Input 01"}));
 }
 
 }  // namespace
