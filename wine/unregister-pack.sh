@@ -13,7 +13,10 @@ fi
 export WINEPREFIX WINEARCH=win64 WINEDEBUG=${WINEDEBUG:--all}
 wine=${TAV_WINE:-/usr/lib/wine/wine64}
 
+# The DLL's Windows path as the prefix sees it (Z: is the Unix root unless
+# the prefix maps it elsewhere).
 dll=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
-windows_path="Z:${dll//\//\\}"
+windows_path=$("$wine" winepath -w "$dll" 2>/dev/null </dev/null | tr -d '\r' || true)
+[ -n "$windows_path" ] || windows_path="Z:${dll//\//\\}"
 
 "$wine" regsvr32 /s /u "$windows_path"
