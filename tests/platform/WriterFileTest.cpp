@@ -138,3 +138,31 @@ TEST(WriterFile, MissingFolderFailsWithPathNotFound)
     EXPECT_EQ(file.WriteAt(0, "a", 1, nullptr), E_UNEXPECTED);
     EXPECT_EQ(file.Close(), S_FALSE);
 }
+
+TEST(WriterFile, OffsetsBeyondFourGigabytesStayExact)
+{
+    const std::wstring path = tavtest::MakeTempDir() + L"large.bin";
+    const ULONGLONG offset = (5ull << 30) + 3;  // past 4 GB and past the 32-bit wrap
+    {
+        WriterFile file;
+        ASSERT_EQ(file.Open(path, 0), S_OK);
+        ASSERT_EQ(file.WriteAt(0, "head", 4, nullptr), S_OK);
+        ASSERT_EQ(file.WriteAt(offset, "tail", 4, nullptr), S_OK);
+        ULONGLONG size = 0;
+        ASSERT_EQ(file.GetSize(&size), S_OK);
+        EXPECT_EQ(size, offset + 4);
+        char back[8] = {};
+        ULONG read = 0;
+        ASSERT_EQ(file.ReadAt(offset - 4, back, 8, &read), S_OK);
+        EXPECT_EQ(read, 8u);
+        EXPECT_EQ(std::string(back, 8), std::string("\0\0\0\0tail", 8));
+        // The same offset modulo 4 GB holds nothing.
+        ASSERT_EQ(file.ReadAt(offset & 0xFFFFFFFFull, back, 4, &read), S_OK);
+        EXPECT_EQ(std::string(back, 4), std::string(4, '\0'));
+        EXPECT_EQ(file.Close(), S_OK);
+    }
+    WIN32_FILE_ATTRIBUTE_DATA data = {};
+    ASSERT_TRUE(GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data));
+    EXPECT_EQ((static_cast<ULONGLONG>(data.nFileSizeHigh) << 32) | data.nFileSizeLow, offset + 4);
+    DeleteFileW(path.c_str());
+}
