@@ -135,5 +135,25 @@ TEST_F(RecordControl, StartKeepsSampleReadyAsItWas) {
   EXPECT_EQ(bytes, 7680LL * (kFrames + 1));
 }
 
+// Start with ID 0 writes the file name into the default record before it
+// refuses the ID. That record later becomes writer 1 with the name still in
+// it, and, being first in the registry, it is the one that ID 1 loads.
+TEST_F(RecordControl, StartWithIdZeroStillNamesTheDefaultRecordsFile) {
+  int id = 5;  // unknown: a new record, the default one stays ID 0
+  ASSERT_EQ(dll.InitEx(16, 8, 25.0, nullptr, &id), S_OK);
+  ASSERT_EQ(id, 1);
+  std::wstring zero = dir + L"zero.avi", one = dir + L"one.avi";
+  EXPECT_EQ(dll.StartMovieRecord(0, zero.c_str()), kFail);
+  ASSERT_EQ(dll.StartMovieRecord(1, one.c_str()), S_OK);
+  int promoted = 0;  // the default record becomes a second ID 1
+  ASSERT_EQ(dll.InitEx(16, 8, 25.0, nullptr, &promoted), S_OK);
+  ASSERT_EQ(promoted, 1);
+  std::vector<unsigned char> frame(16 * 8 * 3, 0x44);
+  ASSERT_EQ(dll.AddMovieFrame2(1, frame.data(), static_cast<unsigned>(frame.size()), 0, 0), S_OK);
+  ASSERT_EQ(dll.StopMovieRecord(1), S_OK);
+  EXPECT_EQ(ProbeStream(zero, "v:0")["nb_frames"], "1");
+  EXPECT_EQ(FileSize(one), -1);
+}
+
 }  // namespace
 }  // namespace tavtest
