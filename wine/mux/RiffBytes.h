@@ -1,6 +1,7 @@
 // A growing little-endian byte buffer for RIFF structures: four-character
 // codes, 16/32/64-bit fields, and chunks or lists whose size is patched in
-// when they close. Used to build AVI headers and indexes in memory.
+// when they close. Used to build AVI headers and indexes in memory; each
+// object belongs to the one thread that builds with it.
 #pragma once
 
 #include <cstddef>
