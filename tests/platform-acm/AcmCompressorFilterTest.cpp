@@ -152,16 +152,23 @@ TEST(AcmCompressorFilter, HasAnInputAndAnOutputPinWithTheirInterfaces)
     EXPECT_EQ(found, input);
     found->Release();
 
-    // Nothing to offer before the input is connected.
+    // Before the input is connected the output offers every format of the
+    // codec's tag, the first one as the default.
     IAMStreamConfig* config = nullptr;
     output->QueryInterface(IID_IAMStreamConfig, reinterpret_cast<void**>(&config));
     int count = -1;
     int size = -1;
-    EXPECT_EQ(config->GetNumberOfCapabilities(&count, &size), VFW_E_NOT_CONNECTED);
-    EXPECT_EQ(count, 0);
+    EXPECT_EQ(config->GetNumberOfCapabilities(&count, &size), S_OK);
+    EXPECT_EQ(count, 8);  // Wine's IMA ADPCM: 8, 11, 22 and 44 kHz, mono and stereo
     EXPECT_EQ(size, 52);
     AM_MEDIA_TYPE* type = nullptr;
-    EXPECT_EQ(config->GetFormat(&type), VFW_E_NOT_CONNECTED);
+    ASSERT_EQ(config->GetFormat(&type), S_OK);
+    EXPECT_EQ(FormatOfType(type).size(), sizeof(WAVEFORMATEX) + 2);
+    AUDIO_STREAM_CONFIG_CAPS caps = {};
+    for (int i = 0; i < count; ++i) {
+        ASSERT_EQ(config->GetStreamCaps(i, &type, reinterpret_cast<BYTE*>(&caps)), S_OK);
+        EXPECT_EQ(Header(FormatOfType(type)).wFormatTag, WAVE_FORMAT_IMA_ADPCM);
+    }
     config->Release();
     input->Release();
     output->Release();
@@ -555,12 +562,15 @@ TEST(AcmCompressorFilter, StreamConfigChecksItsArguments)
     EXPECT_EQ(g.config->GetStreamCaps(0, nullptr, reinterpret_cast<BYTE*>(&caps)), E_POINTER);
     EXPECT_EQ(g.config->GetStreamCaps(0, &type, nullptr), E_POINTER);
     EXPECT_EQ(g.config->GetFormat(nullptr), E_POINTER);
-    EXPECT_EQ(g.config->GetStreamCaps(0, &type, reinterpret_cast<BYTE*>(&caps)), VFW_E_NOT_CONNECTED);
 
-    // A format for this compressor, but no input to make it from yet.
+    // Before the input connects, only formats the codec lists are taken.
+    CMediaType odd;
+    tavacm::MakeWaveMediaType(Pcm16Format(12345, 1), &odd);
+    EXPECT_EQ(g.config->SetFormat(&odd), VFW_E_TYPE_NOT_ACCEPTED);
     CMediaType mono;
     tavacm::MakeWaveMediaType(Pcm16Format(22050, 1), &mono);
-    EXPECT_EQ(g.config->SetFormat(&mono), VFW_E_NOT_CONNECTED);
+    EXPECT_EQ(g.config->SetFormat(&mono), S_OK);
+    ASSERT_EQ(g.config->SetFormat(nullptr), S_OK);
 
     ASSERT_EQ(g.ConnectInput(), S_OK);
     EXPECT_EQ(g.config->GetStreamCaps(-1, &type, reinterpret_cast<BYTE*>(&caps)), S_FALSE);
@@ -582,4 +592,44 @@ TEST(AcmCompressorFilter, StreamConfigChecksItsArguments)
     ASSERT_EQ(g.control->Run(), S_OK);
     EXPECT_EQ(g.config->SetFormat(&mono), VFW_E_NOT_STOPPED);
     EXPECT_EQ(g.control->Stop(), S_OK);
+}
+
+TEST(AcmCompressorFilter, AFormatPickedBeforeTheInputConnectsLastsIfTheInputCanMakeIt)
+{
+    {
+        CompressorGraph g(WAVE_FORMAT_PCM, Pcm16Format(44100, 2));
+        CMediaType mono;
+        tavacm::MakeWaveMediaType(Pcm16Format(22050, 1), &mono);
+        ASSERT_EQ(g.config->SetFormat(&mono), S_OK);
+        ASSERT_EQ(g.ConnectInput(), S_OK);
+        ASSERT_EQ(g.ConnectOutput(), S_OK);
+        EXPECT_EQ(g.ConnectionFormat(g.output), Pcm16Format(22050, 1));
+    }
+    {
+        // IMA ADPCM keeps rate and channels: a 22 kHz mono pick does not fit
+        // a 44 kHz stereo input and gives way to the codec's default.
+        CompressorGraph g(WAVE_FORMAT_IMA_ADPCM, Pcm16Format(44100, 2));
+        int count = 0;
+        int size = 0;
+        ASSERT_EQ(g.config->GetNumberOfCapabilities(&count, &size), S_OK);
+        std::vector<BYTE> picked;
+        for (int i = 0; i < count && picked.empty(); ++i) {
+            AM_MEDIA_TYPE* type = nullptr;
+            AUDIO_STREAM_CONFIG_CAPS caps = {};
+            ASSERT_EQ(g.config->GetStreamCaps(i, &type, reinterpret_cast<BYTE*>(&caps)), S_OK);
+            const std::vector<BYTE> format = FormatOfType(type);
+            if (Header(format).nSamplesPerSec == 22050 && Header(format).nChannels == 1)
+                picked = format;
+        }
+        ASSERT_FALSE(picked.empty());
+        CMediaType pickedType;
+        tavacm::MakeWaveMediaType(picked, &pickedType);
+        ASSERT_EQ(g.config->SetFormat(&pickedType), S_OK);
+        ASSERT_EQ(g.ConnectInput(), S_OK);
+        AM_MEDIA_TYPE* type = nullptr;
+        ASSERT_EQ(g.config->GetFormat(&type), S_OK);
+        const std::vector<BYTE> format = FormatOfType(type);
+        EXPECT_EQ(Header(format).nSamplesPerSec, 44100u);
+        EXPECT_EQ(Header(format).nChannels, 2);
+    }
 }

@@ -114,6 +114,7 @@ HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Load(IPropertyBag* bag, IErrorLo
     }
     m_formatTag = static_cast<WORD>(V_I4(&value));
     m_chosen.clear();
+    m_tagFormats.clear();
     VariantClear(&value);
     return S_OK;
 }
@@ -147,18 +148,31 @@ void CAcmCompressorFilter::InputConnected(const tavacm::WaveFormatBytes& input)
         m_chosen.clear();
 }
 
+const std::vector<tavacm::WaveFormatBytes>& CAcmCompressorFilter::Capabilities()
+{
+    if (HasInput())
+        return m_capabilities;
+    if (m_tagFormats.empty())
+        m_tagFormats = tavacm::TagFormats(m_formatTag);
+    return m_tagFormats;
+}
+
 void CAcmCompressorFilter::InputDisconnected()
 {
     m_input.clear();
     m_capabilities.clear();
 }
 
-HRESULT CAcmCompressorFilter::CanProduce(const tavacm::WaveFormatBytes& output) const
+HRESULT CAcmCompressorFilter::CanProduce(const tavacm::WaveFormatBytes& output)
 {
     if (output.empty() || Header(output).wFormatTag != m_formatTag)
         return VFW_E_INVALIDMEDIATYPE;
-    if (m_input.empty())
-        return VFW_E_NOT_CONNECTED;
+    if (m_input.empty()) {
+        // No input yet: any format the codec lists; the input connection
+        // checks it once the input is known.
+        const auto& formats = Capabilities();
+        return std::find(formats.begin(), formats.end(), output) != formats.end() ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
+    }
     return tavacm::CanConvert(Header(m_input), Header(output)) ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
 }
 
@@ -173,12 +187,13 @@ HRESULT CAcmCompressorFilter::CheckOutputFormat(const tavacm::WaveFormatBytes& o
     return S_OK;
 }
 
-tavacm::WaveFormatBytes CAcmCompressorFilter::OutputFormat() const
+tavacm::WaveFormatBytes CAcmCompressorFilter::OutputFormat()
 {
     if (!m_chosen.empty())
         return m_chosen;
-    if (!m_capabilities.empty())
-        return m_capabilities.front();
+    const auto& capabilities = Capabilities();
+    if (!capabilities.empty())
+        return capabilities.front();
     return tavacm::WaveFormatBytes();
 }
 

@@ -61,16 +61,18 @@ public:
     void InputConnected(const tavacm::WaveFormatBytes& input);
     void InputDisconnected();
     bool HasInput() const { return !m_input.empty(); }
-    // Formats offered for the current input (empty without input).
-    const std::vector<tavacm::WaveFormatBytes>& Capabilities() const { return m_capabilities; }
+    // Formats offered: those the codec makes from the connected input, or,
+    // before the input is connected, every format of the codec's tag (so a
+    // host can let the user pick one first).
+    const std::vector<tavacm::WaveFormatBytes>& Capabilities();
     // S_OK when the codec can produce this format from the current input.
-    HRESULT CanProduce(const tavacm::WaveFormatBytes& output) const;
+    HRESULT CanProduce(const tavacm::WaveFormatBytes& output);
     // S_OK when the output may carry this format now: the codec can produce
     // it and it is the chosen format, if one was chosen.
     HRESULT CheckOutputFormat(const tavacm::WaveFormatBytes& output);
     // The output format: the one chosen by SetFormat, else the first
     // capability; empty when there is none.
-    tavacm::WaveFormatBytes OutputFormat() const;
+    tavacm::WaveFormatBytes OutputFormat();
     // Chooses the output format (IAMStreamConfig::SetFormat); an empty
     // format goes back to the default.
     void ChooseOutputFormat(const tavacm::WaveFormatBytes& output) { m_chosen = output; }
@@ -96,7 +98,8 @@ private:
 
     WORD m_formatTag = WAVE_FORMAT_PCM;
     tavacm::WaveFormatBytes m_input;             // connected input (ACM's view: plain PCM)
-    std::vector<tavacm::WaveFormatBytes> m_capabilities;
+    std::vector<tavacm::WaveFormatBytes> m_capabilities;  // for the connected input
+    std::vector<tavacm::WaveFormatBytes> m_tagFormats;    // all of the tag's, made when first asked
     tavacm::WaveFormatBytes m_chosen;            // from SetFormat, may be empty
 
     // Stream state (the input pin's receive lock).

@@ -48,7 +48,7 @@ std::vector<AcmFormatTag> AllFormatTags()
 }
 
 struct EnumContext {
-    const WAVEFORMATEX* input;
+    const WAVEFORMATEX* input;  // null: take every format
     std::vector<WaveFormatBytes>* formats;
     std::vector<WaveFormatBytes> refused;  // asked already, not convertible
     bool stopAtFirst;
@@ -64,7 +64,8 @@ BOOL CALLBACK CollectFormat(HACMDRIVERID, LPACMFORMATDETAILSW details, DWORD_PTR
     if (std::find(formats.begin(), formats.end(), format) != formats.end() ||
         std::find(refused.begin(), refused.end(), format) != refused.end())
         return TRUE;
-    if (CanConvert(*enumContext->input, *reinterpret_cast<const WAVEFORMATEX*>(format.data()))) {
+    if (enumContext->input == nullptr ||
+        CanConvert(*enumContext->input, *reinterpret_cast<const WAVEFORMATEX*>(format.data()))) {
         formats.push_back(std::move(format));
         return enumContext->stopAtFirst ? FALSE : TRUE;
     }
@@ -183,6 +184,24 @@ std::vector<WaveFormatBytes> CollectOutputFormats(WORD tag, const WAVEFORMATEX& 
 }
 
 }  // namespace
+
+std::vector<WaveFormatBytes> TagFormats(WORD tag)
+{
+    std::vector<WaveFormatBytes> formats;
+    const DWORD maxSize = MaxFormatSize();
+    WaveFormatBytes buffer(maxSize, 0);
+    auto* enumerated = reinterpret_cast<WAVEFORMATEX*>(buffer.data());
+    enumerated->wFormatTag = tag;
+    ACMFORMATDETAILSW details = {};
+    details.cbStruct = sizeof(details);
+    details.dwFormatTag = tag;
+    details.pwfx = enumerated;
+    details.cbwfx = maxSize;
+    EnumContext context = {nullptr, &formats, {}, false};
+    acmFormatEnumW(nullptr, &details, CollectFormat, reinterpret_cast<DWORD_PTR>(&context),
+                   ACM_FORMATENUMF_WFORMATTAG);
+    return formats;
+}
 
 std::vector<WaveFormatBytes> OutputFormats(WORD tag, const WAVEFORMATEX& input)
 {

@@ -34,6 +34,10 @@ std::wstring FormatTagName(WORD tag);
 // encode this input.
 std::vector<WaveFormatBytes> OutputFormats(WORD tag, const WAVEFORMATEX& input);
 
+// Every format the codec enumerates for the tag, without duplicates, whatever
+// the input: what a compressor offers before its input is connected.
+std::vector<WaveFormatBytes> TagFormats(WORD tag);
+
 // True when OutputFormats would not be empty (stops at the first format).
 bool CanEncode(WORD tag, const WAVEFORMATEX& input);
 

@@ -155,7 +155,7 @@ HRESULT STDMETHODCALLTYPE CAcmOutputPin::GetNumberOfCapabilities(int* count, int
     CAutoLock lock(m_pLock);
     *count = static_cast<int>(m_acmFilter->Capabilities().size());
     *size = sizeof(AUDIO_STREAM_CONFIG_CAPS);
-    return m_acmFilter->HasInput() ? S_OK : VFW_E_NOT_CONNECTED;
+    return S_OK;
 }
 
 HRESULT STDMETHODCALLTYPE CAcmOutputPin::GetStreamCaps(int index, AM_MEDIA_TYPE** type, BYTE* caps)
@@ -164,8 +164,6 @@ HRESULT STDMETHODCALLTYPE CAcmOutputPin::GetStreamCaps(int index, AM_MEDIA_TYPE*
         return E_POINTER;
     CAutoLock lock(m_pLock);
     *type = nullptr;
-    if (!m_acmFilter->HasInput())
-        return VFW_E_NOT_CONNECTED;
     const auto& capabilities = m_acmFilter->Capabilities();
     if (index < 0 || static_cast<size_t>(index) >= capabilities.size())
         return S_FALSE;

@@ -1,7 +1,9 @@
 // CAcmOutputPin: the compressor's output pin "Output" (id "Out"). It offers
-// the codec's formats for the connected input and lets the host choose one
-// through IAMStreamConfig (GetNumberOfCapabilities, GetStreamCaps with
-// AUDIO_STREAM_CONFIG_CAPS, GetFormat, SetFormat).
+// the codec's formats for the connected input (before that, all formats of
+// the codec's tag) and lets the host choose one through IAMStreamConfig
+// (GetNumberOfCapabilities, GetStreamCaps with AUDIO_STREAM_CONFIG_CAPS,
+// GetFormat, SetFormat). A format chosen while connected reconnects the
+// output through the graph.
 //
 // Threads: connection and IAMStreamConfig calls come from the graph's or the
 // host's thread and take the filter lock; delivery runs on the upstream
