@@ -51,6 +51,7 @@ HRESULT CAcmOutputPin::CheckConnect(IPin* pin)
 
 HRESULT CAcmOutputPin::CheckMediaType(const CMediaType* type)
 {
+    CAutoLock lock(m_pLock);  // QueryAccept calls in without the filter lock
     return m_acmFilter->CheckOutputFormat(tavacm::WaveFormatOf(*type));
 }
 
@@ -58,6 +59,7 @@ HRESULT CAcmOutputPin::GetMediaType(int position, CMediaType* type)
 {
     if (position < 0)
         return E_INVALIDARG;
+    CAutoLock lock(m_pLock);  // enumerators call in without the filter lock
     if (m_acmFilter->HasChosenFormat()) {
         if (position > 0)
             return VFW_S_NO_MORE_ITEMS;
