@@ -633,3 +633,32 @@ TEST(AcmCompressorFilter, AFormatPickedBeforeTheInputConnectsLastsIfTheInputCanM
         EXPECT_EQ(Header(format).nChannels, 2);
     }
 }
+
+TEST(AcmCompressorFilter, ASampleWithAnotherFormatWhileStreamingIsRefused)
+{
+    CompressorGraph g(WAVE_FORMAT_ALAW, Pcm16Format(8000, 1));
+    ASSERT_EQ(g.ConnectInput(), S_OK);
+    ASSERT_EQ(g.ConnectOutput(), S_OK);
+    ASSERT_EQ(g.control->Run(), S_OK);
+    IMemInputPin* memInput = nullptr;
+    g.input->QueryInterface(IID_IMemInputPin, reinterpret_cast<void**>(&memInput));
+    IMemAllocator* allocator = nullptr;
+    ASSERT_EQ(memInput->GetAllocator(&allocator), S_OK);
+    IMediaSample* sample = nullptr;
+    ASSERT_EQ(allocator->GetBuffer(&sample, nullptr, nullptr, 0), S_OK);
+    sample->SetActualDataLength(1600);
+    CMediaType stereo;
+    tavacm::MakeWaveMediaType(Pcm16Format(8000, 2), &stereo);
+    sample->SetMediaType(&stereo);
+    EXPECT_EQ(memInput->Receive(sample), VFW_E_TYPE_NOT_ACCEPTED);
+    // The same format again is fine.
+    CMediaType same;
+    tavacm::MakeWaveMediaType(Pcm16Format(8000, 1), &same);
+    sample->SetMediaType(&same);
+    EXPECT_EQ(memInput->Receive(sample), S_OK);
+    sample->Release();
+    allocator->Release();
+    memInput->Release();
+    EXPECT_EQ(g.control->Stop(), S_OK);
+    EXPECT_EQ(g.sink->bytes.size(), 800u);
+}

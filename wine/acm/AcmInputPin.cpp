@@ -3,6 +3,8 @@
 #include "wine/acm/AcmCompressorFilter.h"
 #include "wine/acm/WaveMediaType.h"
 
+#include <vfwmsgs.h>
+
 #include <cstring>
 
 CAcmInputPin::CAcmInputPin(CAcmCompressorFilter* filter, CCritSec* lock, HRESULT* hr)
@@ -32,6 +34,13 @@ HRESULT CAcmInputPin::CompleteConnect(IPin* receivePin)
     if (SUCCEEDED(hr))
         m_acmFilter->InputConnected(tavacm::WaveFormatOf(m_mt));
     return hr;
+}
+
+HRESULT CAcmInputPin::SetMediaType(const CMediaType* type)
+{
+    if (IsConnected() && !IsStopped() && tavacm::WaveFormatOf(*type) != tavacm::WaveFormatOf(m_mt))
+        return VFW_E_TYPE_NOT_ACCEPTED;
+    return CPackInputPin::SetMediaType(type);
 }
 
 HRESULT CAcmInputPin::BreakConnect()

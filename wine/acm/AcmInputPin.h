@@ -19,6 +19,9 @@ public:
     // CBasePin
     HRESULT CheckMediaType(const CMediaType* type) override;
     HRESULT CompleteConnect(IPin* receivePin) override;
+    // A sample that brings another format while streaming is refused
+    // (VFW_E_TYPE_NOT_ACCEPTED): the codec was opened for the connected one.
+    HRESULT SetMediaType(const CMediaType* type) override;
     HRESULT BreakConnect() override;
     HRESULT STDMETHODCALLTYPE QueryId(LPWSTR* id) override;
     HRESULT STDMETHODCALLTYPE NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override;
