@@ -187,6 +187,19 @@ TAVMM_API HRESULT TavMovieMakerSetCompressor(int id, const wchar_t* name, bool* 
  * while recording. */
 TAVMM_API HRESULT TavMovieMakerSetAudioCompressor(int id, const wchar_t* name);
 
+/* Shows the chosen video compressor's property pages (or its own settings
+ * dialog), modal on the calling UI thread, owned by parent (may be NULL).
+ * S_OK also when there is nothing to show ("Uncompressed"). E_FAIL for ID 0
+ * and while recording. */
+TAVMM_API HRESULT TavMovieMakerShowCompressorDlg(int id, HWND parent);
+/* After SetAudioCompressor: the modal dialog "Select Audio Compress Format"
+ * lists the compressor's output formats; the one picked with OK is used by
+ * every recording built afterwards, in every writer (OK with no selection goes
+ * back to the compressor's default; Cancel changes nothing). S_OK whatever the
+ * user did, and without a dialog when no audio compressor was chosen. E_FAIL
+ * for ID 0 and while recording. */
+TAVMM_API HRESULT TavMovieMakerShowAudioCompressorDlg(int id, HWND parent);
+
 /* Function pointer types for hosts that use LoadLibraryW and GetProcAddress. */
 typedef HRESULT (*TavMovieMakerInitExFn)(int, int, double, void*, int*);
 typedef HRESULT (*TavMovieMakerInit2Fn)(int, int, double, int*);
@@ -204,6 +217,8 @@ typedef HRESULT (*TavMovieMakerGetCompressorsFn)(int, wchar_t**, int*, int*);
 typedef HRESULT (*TavMovieMakerGetAudioCompressorsFn)(int, wchar_t**, int*, int*);
 typedef HRESULT (*TavMovieMakerSetCompressorFn)(int, const wchar_t*, bool*);
 typedef HRESULT (*TavMovieMakerSetAudioCompressorFn)(int, const wchar_t*);
+typedef HRESULT (*TavMovieMakerShowCompressorDlgFn)(int, HWND);
+typedef HRESULT (*TavMovieMakerShowAudioCompressorDlgFn)(int, HWND);
 
 #ifdef __cplusplus
 }

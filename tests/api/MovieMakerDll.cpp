@@ -36,7 +36,9 @@ MovieMakerDll::MovieMakerDll() {
         Find(dll_, "TavMovieMakerGetCompressors", GetCompressors) &&
         Find(dll_, "TavMovieMakerGetAudioCompressors", GetAudioCompressors) &&
         Find(dll_, "TavMovieMakerSetCompressor", SetCompressor) &&
-        Find(dll_, "TavMovieMakerSetAudioCompressor", SetAudioCompressor);
+        Find(dll_, "TavMovieMakerSetAudioCompressor", SetAudioCompressor) &&
+        Find(dll_, "TavMovieMakerShowCompressorDlg", ShowCompressorDlg) &&
+        Find(dll_, "TavMovieMakerShowAudioCompressorDlg", ShowAudioCompressorDlg);
 }
 
 void MovieMakerDll::CatchLog(unsigned minSeverity) {

@@ -42,6 +42,8 @@ class MovieMakerDll {
   TavMovieMakerGetAudioCompressorsFn GetAudioCompressors = nullptr;
   TavMovieMakerSetCompressorFn SetCompressor = nullptr;
   TavMovieMakerSetAudioCompressorFn SetAudioCompressor = nullptr;
+  TavMovieMakerShowCompressorDlgFn ShowCompressorDlg = nullptr;
+  TavMovieMakerShowAudioCompressorDlgFn ShowAudioCompressorDlg = nullptr;
 
  private:
   static int OnLine(void* self, const wchar_t* line, int length, unsigned int severity);

@@ -1,0 +1,179 @@
+// The compressor dialogs: refusals, the cases with nothing to show, and the
+// audio format dialog driven from a second thread as a user would (it needs a
+// display: the test run happens inside Xvfb).
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/api/MovieCheck.h"
+#include "tests/api/MovieMakerDll.h"
+#include "tests/common/UnixTools.h"
+
+namespace tavtest {
+namespace {
+
+const HRESULT kFail = static_cast<HRESULT>(0x80004005);
+const wchar_t kTitle[] = L"Select Audio Compress Format";
+
+std::vector<std::wstring> Names(TavMovieMakerGetCompressorsFn get, int id) {
+  int count = 0, maxLength = 0;
+  if (get(id, nullptr, &count, &maxLength) != S_OK || count <= 0 || maxLength <= 0) return {};
+  std::vector<std::wstring> buffers(static_cast<size_t>(count), std::wstring(static_cast<size_t>(maxLength), L'\0'));
+  std::vector<wchar_t*> names;
+  for (std::wstring& b : buffers) names.push_back(&b[0]);
+  if (get(id, names.data(), &count, &maxLength) != S_OK) return {};
+  std::vector<std::wstring> result;
+  for (wchar_t* n : names)
+    if (n[0]) result.emplace_back(n);
+  return result;
+}
+
+std::wstring TextOf(HWND dialog, int control) {
+  wchar_t text[256] = {};
+  GetDlgItemTextW(dialog, control, text, 256);
+  return text;
+}
+
+class Dialogs : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(dll.ok());
+    dll.CatchLog();
+    ASSERT_EQ(dll.InitEx(16, 8, 25.0, nullptr, &id), S_OK);
+    dll.TakeLines();
+  }
+  MovieMakerDll dll;
+  int id = 0;
+};
+
+TEST_F(Dialogs, IdZeroIsRefused) {
+  EXPECT_EQ(dll.ShowCompressorDlg(0, nullptr), kFail);
+  EXPECT_EQ(dll.ShowAudioCompressorDlg(0, nullptr), kFail);
+  EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerShowCompressorDlg -> Enter"),
+                                                          Error(L"ShowCompressorDlg() bad ID"),
+                                                          Trace(L"TavMovieMakerShowAudioCompressorDlg -> Enter"),
+                                                          Error(L"ShowAudioCompressorDlg() bad ID")}));
+}
+
+TEST_F(Dialogs, NothingToShowWithoutCompressors) {
+  bool hasDialog = true;
+  ASSERT_EQ(dll.SetCompressor(id, L"Uncompressed", &hasDialog), S_OK);
+  EXPECT_FALSE(hasDialog);
+  dll.TakeLines();
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(dll.ShowCompressorDlg(id, nullptr), S_OK);
+  EXPECT_EQ(dll.ShowAudioCompressorDlg(id, nullptr), S_OK);
+  EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 3.0);
+  std::vector<std::wstring> lines = dll.TakeLines();
+  EXPECT_TRUE(InOrder(lines, {Trace(L"TavMovieMakerShowCompressorDlg -> Enter"),
+                              Trace(L"TavMovieMakerShowCompressorDlg -> Leave"),
+                              Trace(L"TavMovieMakerShowAudioCompressorDlg -> Enter"),
+                              Trace(L"TavMovieMakerShowAudioCompressorDlg -> Leave")}))
+      << Dump(lines);
+}
+
+TEST_F(Dialogs, RefusedWhileRecording) {
+  std::wstring movie = MakeTempDir() + L"busy.avi";
+  ASSERT_EQ(dll.StartMovieRecord(id, movie.c_str()), S_OK);
+  dll.TakeLines();
+  EXPECT_EQ(dll.ShowCompressorDlg(id, nullptr), kFail);
+  EXPECT_EQ(dll.ShowAudioCompressorDlg(id, nullptr), kFail);
+  std::vector<std::wstring> lines = dll.TakeLines();
+  EXPECT_EQ(Count(lines, Error(L"pAviWriter->m_bStarted is true")), 2) << Dump(lines);
+  EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
+}
+
+// What a user sees in the audio format dialog, driven from a second thread:
+// the first offered format is selected, its details checked against its line,
+// and the dialog closed with `closeWith` (OK or Cancel).
+struct DialogView {
+  bool found = false;
+  std::vector<std::wstring> lines;
+  std::wstring tag, align, rate, granularity;
+};
+
+DialogView DriveAudioFormatDialog(MovieMakerDll& dll, int id, int closeWith, HRESULT* result) {
+  DialogView view;
+  std::thread user([&] {
+    HWND dialog = nullptr;
+    for (int i = 0; i < 200 && !dialog; ++i) {
+      dialog = FindWindowW(nullptr, kTitle);
+      if (!dialog) Sleep(50);
+    }
+    if (!dialog) return;
+    view.found = true;
+    HWND list = GetDlgItem(dialog, 1001);
+    int count = static_cast<int>(SendMessageW(list, LB_GETCOUNT, 0, 0));
+    for (int i = 0; i < count; ++i) {
+      wchar_t text[256] = {};
+      SendMessageW(list, LB_GETTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(text));
+      view.lines.emplace_back(text);
+    }
+    if (count > 0) {
+      SendMessageW(list, LB_SETCURSEL, 0, 0);
+      SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(1001, LBN_SELCHANGE), reinterpret_cast<LPARAM>(list));
+      view.tag = TextOf(dialog, 1002);
+      view.align = TextOf(dialog, 1003);
+      view.rate = TextOf(dialog, 1004);
+      view.granularity = TextOf(dialog, 1005);
+    }
+    PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(closeWith, BN_CLICKED), 0);
+  });
+  *result = dll.ShowAudioCompressorDlg(id, nullptr);
+  user.join();
+  return view;
+}
+
+class AudioFormatDialog : public Dialogs {
+ protected:
+  void SetUp() override {
+    Dialogs::SetUp();
+    ASSERT_EQ(dll.SetAudioStream(id, 16), S_OK);
+    std::vector<std::wstring> names = Names(dll.GetAudioCompressors, id);
+    ASSERT_FALSE(names.empty()) << "no audio compressor listed";
+    ASSERT_EQ(dll.SetAudioCompressor(id, names.front().c_str()), S_OK);
+  }
+};
+
+TEST_F(AudioFormatDialog, ListsTheOfferedFormatsAndDescribesTheSelectedOne) {
+  HRESULT hr = E_UNEXPECTED;
+  DialogView view = DriveAudioFormatDialog(dll, id, IDOK, &hr);
+  EXPECT_EQ(hr, S_OK);
+  ASSERT_TRUE(view.found) << "the dialog did not appear";
+  ASSERT_FALSE(view.lines.empty());
+  // "<kbps> kbps  <Hz> Hz <channels>    <kB> kB/s\n", kB being the average
+  // bytes per second in kilobytes rounded up.
+  const int bytesPerSecond = std::stoi(view.rate), blockAlign = std::stoi(view.align);
+  EXPECT_EQ(view.rate, std::to_wstring(bytesPerSecond) + L" bytes/sec");
+  EXPECT_EQ(view.align, std::to_wstring(blockAlign) + L" bytes");
+  const int kB = (bytesPerSecond + 1023) / 1024;
+  int kbps = 0, hz = 0;
+  wchar_t channels[32] = {};
+  const std::wstring& line = view.lines.front();
+  ASSERT_EQ(swscanf(line.c_str(), L"%d kbps  %d Hz %31ls", &kbps, &hz, channels), 3);
+  EXPECT_EQ(line, std::to_wstring(kB * 8) + L" kbps  " + std::to_wstring(hz) + L" Hz " + channels + L"    " +
+                      std::to_wstring(kB) + L" kB/s\n");
+  EXPECT_TRUE(std::wstring(channels) == L"Mono" || std::wstring(channels) == L"Stereo");
+  const long tenths = MulDiv(bytesPerSecond, 10, blockAlign);
+  EXPECT_EQ(view.granularity, std::to_wstring(tenths / 10) + L"." + std::to_wstring(tenths % 10) + L" blocks/sec");
+  ASSERT_EQ(view.tag.size(), 6u);
+  EXPECT_EQ(view.tag.substr(0, 2), L"0x");
+  std::vector<std::wstring> log = dll.TakeLines();
+  EXPECT_TRUE(InOrder(log, {Trace(L"TavMovieMakerShowAudioCompressorDlg -> Enter"),
+                            Trace(L"TavMovieMakerShowAudioCompressorDlg -> Leave")}))
+      << Dump(log);
+}
+
+TEST_F(AudioFormatDialog, CancelClosesItWithS_OK) {
+  HRESULT hr = E_UNEXPECTED;
+  DialogView view = DriveAudioFormatDialog(dll, id, IDCANCEL, &hr);
+  EXPECT_TRUE(view.found);
+  EXPECT_EQ(hr, S_OK);
+}
+
+}  // namespace
+}  // namespace tavtest
