@@ -87,6 +87,41 @@ TEST_F(Dialogs, RefusedWhileRecording) {
   EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
 }
 
+// A real video compressor: whatever it shows (property pages or its own
+// settings dialog) is closed as a user would, and the call returns S_OK.
+BOOL CALLBACK CloseOwnWindows(HWND window, LPARAM) {
+  DWORD process = 0;
+  GetWindowThreadProcessId(window, &process);
+  if (process == GetCurrentProcessId() && IsWindowVisible(window)) PostMessageW(window, WM_CLOSE, 0, 0);
+  return TRUE;
+}
+
+TEST_F(Dialogs, VideoCompressorSettingsAreShownAndClosed) {
+  std::wstring rle;
+  for (const std::wstring& name : Names(dll.GetCompressors, id))
+    if (name.find(L"RLE") != std::wstring::npos) rle = name;
+  ASSERT_FALSE(rle.empty()) << "no RLE compressor listed";
+  bool hasDialog = false;
+  ASSERT_EQ(dll.SetCompressor(id, rle.c_str(), &hasDialog), S_OK);
+  dll.TakeLines();
+  std::atomic<bool> done{false};
+  HRESULT hr = E_UNEXPECTED;
+  std::thread host([&] {
+    hr = dll.ShowCompressorDlg(id, nullptr);
+    done = true;
+  });
+  for (int i = 0; i < 200 && !done; ++i) {
+    Sleep(100);
+    if (i % 10 == 9) EnumWindows(CloseOwnWindows, 0);
+  }
+  host.join();
+  EXPECT_EQ(hr, S_OK);
+  std::vector<std::wstring> lines = dll.TakeLines();
+  EXPECT_TRUE(InOrder(lines, {Trace(L"TavMovieMakerShowCompressorDlg -> Enter"),
+                              Trace(L"TavMovieMakerShowCompressorDlg -> Leave")}))
+      << Dump(lines);
+}
+
 // What a user sees in the audio format dialog, driven from a second thread:
 // the first offered format is selected, its details checked against its line,
 // and the dialog closed with `closeWith` (OK or Cancel).
