@@ -162,7 +162,8 @@ TEST_F(Movie, BreakFrameBeforeAGapCountsNoDrop) {
 }
 
 // One audio block per video frame: 48000 / 25 = 1920 stereo sample frames.
-void RecordWithAudio(MovieMakerDll& dll, const std::wstring& movie, unsigned bits,
+// The plain AddAudioSample (number -1) goes through the writer's AddAudioSample.
+void RecordWithAudio(MovieMakerDll& dll, const std::wstring& movie, unsigned bits, bool plain,
                      std::string* audioHandedIn) {
   int id = 0;
   ASSERT_EQ(dll.InitEx(16, 8, 25.0, nullptr, &id), S_OK);
@@ -175,7 +176,9 @@ void RecordWithAudio(MovieMakerDll& dll, const std::wstring& movie, unsigned bit
     ASSERT_EQ(dll.AddMovieFrame2(id, &frame[0], static_cast<unsigned>(frame.size()), n * kFrame25, n), S_OK);
     std::string block(static_cast<size_t>(1920 * bytesPerFrame), '\0');
     for (size_t i = 0; i < block.size(); ++i) block[i] = static_cast<char>(n * 13 + i * 5);
-    ASSERT_EQ(dll.AddAudioSample2(id, &block[0], static_cast<unsigned>(block.size()), n * kFrame25, n), S_OK);
+    HRESULT hr = plain ? dll.AddAudioSample(id, &block[0], static_cast<unsigned>(block.size()), n * kFrame25)
+                       : dll.AddAudioSample2(id, &block[0], static_cast<unsigned>(block.size()), n * kFrame25, n);
+    ASSERT_EQ(hr, S_OK);
     *audioHandedIn += block;
   }
   ASSERT_EQ(dll.StopMovieRecord(id), S_OK);
@@ -203,15 +206,21 @@ void ExpectAudioMovie(const std::wstring& movie, const std::string& codec, const
 TEST_F(Movie, Audio16BitWithVideo) {
   std::wstring movie = dir + L"audio16.avi";
   std::string audio;
-  RecordWithAudio(dll, movie, 16, &audio);
+  RecordWithAudio(dll, movie, 16, false, &audio);
   ExpectAudioMovie(movie, "pcm_s16le", audio);
+  std::vector<std::wstring> lines = dll.TakeLines();
+  EXPECT_EQ(Count(lines, Trace(L"CAviWriter::AddAudioSample2 -> Enter")), 10);
+  EXPECT_EQ(Count(lines, Trace(L"pAviWriter->AddMovieSample")), 10);
 }
 
 TEST_F(Movie, Audio24BitWithVideo) {
   std::wstring movie = dir + L"audio24.avi";
   std::string audio;
-  RecordWithAudio(dll, movie, 24, &audio);
+  RecordWithAudio(dll, movie, 24, true, &audio);
   ExpectAudioMovie(movie, "pcm_s24le", audio);
+  std::vector<std::wstring> lines = dll.TakeLines();
+  EXPECT_EQ(Count(lines, Trace(L"CAviWriter::AddAudioSample -> Enter")), 10);
+  EXPECT_EQ(Count(lines, Trace(L"CAviWriter::AddAudioSample2 -> Enter")), 0);
 }
 
 TEST_F(Movie, MsRleCompressedGrey) {
