@@ -61,7 +61,6 @@ HRESULT StopMovieRecord(int id) {
   }
   WriterOrRaise()->LoadParam(id);
   CAviWriter* writer = WriterOrRaise();
-  WaitForLastDelivery(writer);
   writer->ReleaseFilterData();
   HRESULT hr = writer->StopRecord();
   writer->m_bStarted = false;

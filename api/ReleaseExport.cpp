@@ -23,7 +23,6 @@ bool TakesLastRecord(int id) {
 // would wait for them for ever: end it first, as StopMovieRecord does.
 void EndRunningRecording(CAviWriter* writer) {
   TAV_LOG(L".\\TavMovieMaker", kRelease, LOG_SEV_WARNING, 0, L"TavMovieMakerRelease -> recording still running, stopped");
-  WaitForLastDelivery(writer);
   writer->ReleaseFilterData();
   writer->StopRecord();
   writer->m_bStarted = false;

@@ -90,24 +90,3 @@ void ResetHandOverEvents(CAviWriter* writer) {
   if (writer->m_hEventSampleReady) ResetEvent(writer->m_hEventFrameReady);  // not SampleReady: kept so
 }
 
-namespace {
-
-void WaitForPin(HANDLE bufferReady, const wchar_t* enter, const wchar_t* leave) {
-  const char* function = "TavMovieMakerStopMovieRecord";
-  if (!bufferReady) return;
-  TAV_LOG(kFile, function, LOG_SEV_TRACE, 0, enter);
-  DWORD result = WaitForSingleObject(bufferReady, 3000);
-  TAV_LOG(kFile, function, result == WAIT_OBJECT_0 ? LOG_SEV_TRACE : LOG_SEV_WARNING, 0, leave);
-}
-
-}  // namespace
-
-void WaitForLastDelivery(CAviWriter* writer) {
-  if (!writer->m_bStarted || writer->m_bStartPending) return;  // the graph never ran
-  WaitForPin(writer->m_hEventBufferReady, L"WaitForSingleObject->Enter m_hEventBufferReady StopMovieRecord()",
-             L"WaitForSingleObject->Leave m_hEventBufferReady StopMovieRecord()");
-  if (writer->m_pAudioSource == nullptr) return;
-  WaitForPin(writer->m_hEventAudioBufferReady,
-             L"WaitForSingleObject->Enter m_hEventAudioBufferReady StopMovieRecord()",
-             L"WaitForSingleObject->Leave m_hEventAudioBufferReady StopMovieRecord()");
-}

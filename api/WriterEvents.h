@@ -22,9 +22,3 @@ void CloseWriterHandles(CAviWriter* writer);
 // when SampleReady exists, FrameReady once more; SampleReady keeps its state.
 void ResetHandOverEvents(CAviWriter* writer);
 
-// The source pins signal BufferDone as soon as they have copied the data and
-// pass the sample on afterwards, so a graph stopped right after the last
-// hand-over could lose the movie's last frame or block. Once the graph runs,
-// waits (at most 3 s each) until each pin asks for its next buffer. Control
-// thread, before ReleaseFilterData.
-void WaitForLastDelivery(CAviWriter* writer);

@@ -128,8 +128,8 @@ TAVMM_API void TavMovieMakerRelease(int id);
  * block handed in, so the movie's first frame may take a moment longer. The
  * compressor choice is frozen until StopMovieRecord. E_FAIL for ID 0. */
 TAVMM_API HRESULT TavMovieMakerStartMovieRecord(int id, const wchar_t* fileName);
-/* Lets the streaming threads pass the last frame on (at most 3 s each), ends
- * the streams, stops the graph (which completes the AVI file) and empties it.
+/* Ends the streams, lets the streaming threads pass the last frame on (at most
+ * 2 s each), stops the graph (which completes the AVI file) and empties it.
  * Waits without time-out for a running hand-over to finish. Returns the
  * graph's Stop result (for instance the file's write error). E_FAIL for ID 0. */
 TAVMM_API HRESULT TavMovieMakerStopMovieRecord(int id);
