@@ -233,32 +233,16 @@ HRESULT CPinAudioStream::FillBuffer(IMediaSample* pSample) {
 
 HRESULT STDMETHODCALLTYPE CPinAudioStream::SetFormat(AM_MEDIA_TYPE* pmt) {
   CAutoLock lock(m_pSourceFilter->pStateLock());
-  if (pmt == nullptr) return E_POINTER;
-  if (m_pSourceFilter->IsActive()) return VFW_E_NOT_STOPPED;
-  CMediaType proposed;
-  if (!proposed.Set(*pmt)) return E_OUTOFMEMORY;
-  if (CheckMediaType(&proposed) != S_OK) return VFW_E_INVALIDMEDIATYPE;
+  HRESULT hr = CheckFormatChange(pmt);
+  if (hr != S_OK) return hr;
   if (!m_mtStored.Set(*pmt)) return E_OUTOFMEMORY;
   m_bFormatSet = 1;
-  if (IsConnected()) {
-    if (FAILED(m_pSourceFilter->ReconnectPin(static_cast<IPin*>(this), &m_mtStored))) {
-      return VFW_E_INVALIDMEDIATYPE;
-    }
-  }
-  return S_OK;
+  return ReconnectWithFormat(m_mtStored);
 }
 
 HRESULT STDMETHODCALLTYPE CPinAudioStream::GetFormat(AM_MEDIA_TYPE** ppmt) {
   CAutoLock lock(m_pSourceFilter->pStateLock());
-  if (ppmt == nullptr) return E_POINTER;
-  CMediaType mt;
-  if (IsConnected()) {
-    if (!mt.Set(m_mt)) return E_OUTOFMEMORY;
-  } else {
-    GetMediaType(0, &mt);
-  }
-  *ppmt = CreateMediaType(&mt);
-  return *ppmt != nullptr ? S_OK : E_OUTOFMEMORY;
+  return CopyCurrentFormat(ppmt);
 }
 
 HRESULT STDMETHODCALLTYPE CPinAudioStream::GetNumberOfCapabilities(int* piCount, int* piSize) {

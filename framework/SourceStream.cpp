@@ -17,6 +17,31 @@ CSourceStream::~CSourceStream() { m_pSourceFilter->RemovePin(this); }
 
 HRESULT CSourceStream::GetMediaType(CMediaType*) { return E_UNEXPECTED; }
 
+HRESULT CSourceStream::CheckFormatChange(const AM_MEDIA_TYPE* pmt) {
+  if (pmt == nullptr) return E_POINTER;
+  if (m_pSourceFilter->IsActive()) return VFW_E_NOT_STOPPED;
+  CMediaType proposed;
+  if (!proposed.Set(*pmt)) return E_OUTOFMEMORY;
+  return CheckMediaType(&proposed) == S_OK ? S_OK : VFW_E_INVALIDMEDIATYPE;
+}
+
+HRESULT CSourceStream::ReconnectWithFormat(const CMediaType& mt) {
+  if (!IsConnected()) return S_OK;
+  return FAILED(m_pSourceFilter->ReconnectPin(static_cast<IPin*>(this), &mt)) ? VFW_E_INVALIDMEDIATYPE : S_OK;
+}
+
+HRESULT CSourceStream::CopyCurrentFormat(AM_MEDIA_TYPE** ppmt) {
+  if (ppmt == nullptr) return E_POINTER;
+  CMediaType mt;
+  if (IsConnected()) {
+    if (!mt.Set(m_mt)) return E_OUTOFMEMORY;
+  } else {
+    GetMediaType(0, &mt);
+  }
+  *ppmt = CreateMediaType(&mt);
+  return *ppmt != nullptr ? S_OK : E_OUTOFMEMORY;
+}
+
 HRESULT CSourceStream::GetMediaType(int iPosition, CMediaType* pmt) {
   CAutoLock lock(m_pSourceFilter->pStateLock());
   if (iPosition < 0) return E_INVALIDARG;

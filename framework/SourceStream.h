@@ -59,6 +59,16 @@ class CSourceStream : public CAMThread, public CBaseOutputPin {
   CSource* SourceFilter() const { return m_pSourceFilter; }
 
  protected:
+  // The two halves of IAMStreamConfig::SetFormat and all of GetFormat that
+  // every source pin shares; callers hold the filter's state lock.
+  // E_POINTER, VFW_E_NOT_STOPPED while the filter runs, VFW_E_INVALIDMEDIATYPE
+  // for a type the pin does not offer, else S_OK.
+  HRESULT CheckFormatChange(const AM_MEDIA_TYPE* pmt);
+  // Once the new type is stored: a connected pin reconnects with it.
+  HRESULT ReconnectWithFormat(const CMediaType& mt);
+  // The connection's type, or the offered one while unconnected.
+  HRESULT CopyCurrentFormat(AM_MEDIA_TYPE** ppmt);
+
   Command GetRequestCommand() { return static_cast<Command>(GetRequest()); }
   BOOL CheckRequestCommand(Command* pCom);
 
