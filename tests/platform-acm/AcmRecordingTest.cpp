@@ -136,7 +136,7 @@ protected:
         audio->End();
         Ref<IMediaEvent> events;
         graph->QueryInterface(IID_IMediaEvent, events.OutVoid());
-        WaitForEvent(events.Get(), EC_COMPLETE, 3000);
+        EXPECT_TRUE(WaitForEvent(events.Get(), EC_COMPLETE, 3000)) << "no EC_COMPLETE";
         return control->Stop();
     }
 

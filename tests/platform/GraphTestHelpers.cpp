@@ -29,8 +29,14 @@ bool WaitForEvent(IMediaEvent* events, long code, DWORD timeoutMs, LONG_PTR* par
         LONG_PTR p2 = 0;
         const DWORD now = GetTickCount();
         const long wait = static_cast<long>(deadline - now) > 0 ? static_cast<long>(deadline - now) : 0;
-        if (events->GetEvent(&got, &p1, &p2, wait) != S_OK)
-            return false;
+        // Wine's GetEvent can give up at once (E_ABORT) when its queue has
+        // just been emptied: only the deadline ends the wait.
+        if (events->GetEvent(&got, &p1, &p2, wait) != S_OK) {
+            if (wait == 0)
+                return false;
+            Sleep(1);
+            continue;
+        }
         events->FreeEventParams(got, p1, p2);
         if (got == code) {
             if (param1 != nullptr)
