@@ -1,5 +1,7 @@
 #include "MuxGraph.h"
 
+#include "tests/common/GraphEvents.h"
+
 #include <gtest/gtest.h>
 #include <uuids.h>
 
@@ -76,16 +78,5 @@ HRESULT MuxGraph::ConnectMuxToSink() {
 
 bool MuxGraph::NextEvent(long* code, LONG_PTR* param1, DWORD timeoutMs) {
     LONG_PTR param2 = 0;
-    // Wine's GetEvent can give up at once (E_ABORT) when its queue has just
-    // been emptied: only the deadline ends the wait.
-    const DWORD start = GetTickCount();
-    DWORD wait = timeoutMs;
-    while (events->GetEvent(code, param1, &param2, static_cast<long>(wait)) != S_OK) {
-        const DWORD spent = GetTickCount() - start;
-        if (spent >= timeoutMs) return false;
-        wait = timeoutMs - spent;
-        Sleep(1);
-    }
-    events->FreeEventParams(*code, *param1, param2);
-    return true;
+    return tavtest::NextGraphEvent(events, code, param1, &param2, timeoutMs) == S_OK;
 }

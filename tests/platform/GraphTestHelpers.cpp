@@ -1,5 +1,7 @@
 #include "tests/platform/GraphTestHelpers.h"
 
+#include "tests/common/GraphEvents.h"
+
 namespace platformtest {
 
 IPin* FindPin(IBaseFilter* filter, PIN_DIRECTION direction, int index)
@@ -22,22 +24,14 @@ IPin* FindPin(IBaseFilter* filter, PIN_DIRECTION direction, int index)
 
 bool WaitForEvent(IMediaEvent* events, long code, DWORD timeoutMs, LONG_PTR* param1, std::vector<long>* others)
 {
-    const DWORD deadline = GetTickCount() + timeoutMs;
+    const DWORD start = GetTickCount();
     for (;;) {
+        const DWORD spent = GetTickCount() - start;
         long got = 0;
         LONG_PTR p1 = 0;
         LONG_PTR p2 = 0;
-        const DWORD now = GetTickCount();
-        const long wait = static_cast<long>(deadline - now) > 0 ? static_cast<long>(deadline - now) : 0;
-        // Wine's GetEvent can give up at once (E_ABORT) when its queue has
-        // just been emptied: only the deadline ends the wait.
-        if (events->GetEvent(&got, &p1, &p2, wait) != S_OK) {
-            if (wait == 0)
-                return false;
-            Sleep(1);
-            continue;
-        }
-        events->FreeEventParams(got, p1, p2);
+        if (tavtest::NextGraphEvent(events, &got, &p1, &p2, spent < timeoutMs ? timeoutMs - spent : 0) != S_OK)
+            return false;
         if (got == code) {
             if (param1 != nullptr)
                 *param1 = p1;
