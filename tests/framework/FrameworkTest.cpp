@@ -13,6 +13,7 @@
 #include "framework/EnumMediaTypes.h"
 #include "framework/EnumPins.h"
 #include "framework/MediaType.h"
+#include "tests/common/GraphEvents.h"
 #include "tests/filters/TestGraph.h"
 #include "tests/filters/TestSinkFilter.h"
 #include "tests/framework/TestSource.h"
@@ -365,20 +366,14 @@ TEST_F(FrameworkTest, FillBufferFailureAbortsTheStream) {
   long code = 0;
   LONG_PTR p1 = 0, p2 = 0;
   bool sawAbort = false;
-  // Wine's GetEvent may return E_ABORT early with an empty queue: poll.
-  HRESULT hrEvent = E_ABORT;
-  const DWORD start = GetTickCount();
-  while (!sawAbort && GetTickCount() - start < 3000) {
-    hrEvent = pEvent->GetEvent(&code, &p1, &p2, 100);
-    if (hrEvent != S_OK) continue;
+  while (!sawAbort && tavtest::NextGraphEvent(pEvent, &code, &p1, &p2, 3000) == S_OK) {
     if (code == EC_ERRORABORT) {
       sawAbort = true;
       EXPECT_EQ(E_UNEXPECTED, static_cast<HRESULT>(p1));
       EXPECT_EQ(0, p2);
     }
-    pEvent->FreeEventParams(code, p1, p2);
   }
-  EXPECT_TRUE(sawAbort) << std::hex << hrEvent << " last code " << code;
+  EXPECT_TRUE(sawAbort) << "last code " << code;
   EXPECT_EQ(1, sink_->SampleCount());
   pEvent->Release();
   EXPECT_EQ(S_OK, graph_.Stop());
