@@ -3,7 +3,9 @@
 # apt-get runs only when a package is missing, and updates its lists first.
 set -euo pipefail
 packages=(g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev wine64 wine googletest
-          ffmpeg xvfb xauth cmake make)
+          ffmpeg xvfb xauth cmake make
+          # the Microsoft-format import library and the Microsoft-ABI host test
+          clang lld llvm)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
