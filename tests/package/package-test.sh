@@ -141,7 +141,7 @@ case $step in
     top=TavMovieMaker-1.0.0-win64
     expected=$( { cat "$src/tests/package/package-files.txt"
                   while read -r program; do
-                    [ -n "$program" ] && printf 'bin/%s\ndebug/%s.debug\n' "$program" "$program"
+                    if [ -n "$program" ]; then printf 'bin/%s\ndebug/%s.debug\n' "$program" "$program"; fi
                   done <"$build/package-test-programs.txt"; } | sed "s|^|$top/|" | sort)
     actual=$(cd "$out" && cmake -E tar tf "$zip" | grep -v '/$' | sort)
     expect_equal "$actual" "$expected" "the ZIP's files"
