@@ -165,9 +165,12 @@ DESCRIPTION
     to record with Wine's own AVI Mux, which cannot record.
 
     On a terminal a progress line on standard error is rewritten in place
-    (frames, frames per second, MB/s, drops, elapsed time, file size); it is
-    left out when standard error is not a terminal. At the end a summary goes
-    to standard output.
+    (frames, frames per second, MB/s handed in, drops, elapsed time, file
+    size); it is left out when standard error is not a terminal. At the end
+    a summary goes to standard output: the frames handed in, the slots in
+    the movie's time line, drops and the empty slots they left, breaks,
+    audio blocks, the file's bytes, the movie's duration and the average
+    rate.
 
 INPUT
     --input FILE|-

@@ -17,7 +17,7 @@ void Progress::Update(const Figures& f) {
   lastDraw_ = now;
   const double seconds = f.elapsedSeconds > 0 ? f.elapsedSeconds : 1e-9;
   std::wstring line = Format(L"frame %6lld  %6.1f fps  %6.2f MB/s  drops %lld  elapsed %02d:%04.1f  size %.1f MB",
-                             f.handed, f.handed / seconds, f.fileBytes / seconds / 1e6, f.drops,
+                             f.handed, f.handed / seconds, f.handedBytes / seconds / 1e6, f.drops,
                              static_cast<int>(f.elapsedSeconds / 60),
                              f.elapsedSeconds - 60 * static_cast<int>(f.elapsedSeconds / 60), f.fileBytes / 1e6);
   // Spaces over the rest of a longer line drawn before.
@@ -43,9 +43,9 @@ std::wstring Summary(const std::wstring& movie, const Figures& f, double fps) {
                 L"audio blocks: %lld\n"
                 L"bytes: %lld\n"
                 L"duration: %.3f s\n"
-                L"average rate: %.1f fps, %.2f MB/s over %.1f s\n",
+                L"average rate: %.1f fps, %.2f MB/s handed in over %.1f s\n",
                 movie.c_str(), f.handed, f.slots, f.drops, f.emptySlots, f.breaks, f.audioBlocks, f.fileBytes,
-                f.slots / fps, f.handed / seconds, f.fileBytes / seconds / 1e6, f.elapsedSeconds);
+                f.slots / fps, f.handed / seconds, f.handedBytes / seconds / 1e6, f.elapsedSeconds);
 }
 
 long long FileBytes(const std::wstring& path) {

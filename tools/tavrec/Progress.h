@@ -14,7 +14,8 @@ struct Figures {
   long long drops = 0;       // frames left out as drops
   long long breaks = 0;      // frames left out after a planned break
   long long audioBlocks = 0;
-  long long fileBytes = 0;
+  long long handedBytes = 0;  // video and audio bytes handed to the DLL
+  long long fileBytes = 0;    // the movie file's size
   double elapsedSeconds = 0;
 };
 

@@ -159,6 +159,7 @@ int Record(const Options& o) {
                 mm.AddMovieFrame2(id, frame.data(), static_cast<unsigned>(frame.size()), time, byNumber ? k : -1)))
         break;
       slots.Frame(byNumber, k, time);
+      figures.handedBytes += static_cast<long long>(frame.size());
     }
     // The microphone goes on while the camera drops frames.
     if (o.tone) {
@@ -167,6 +168,7 @@ int Record(const Options& o) {
                 mm.AddAudioSample2(id, block.data(), static_cast<unsigned>(block.size()), time, k)))
         break;
       ++figures.audioBlocks;
+      figures.handedBytes += static_cast<long long>(block.size());
     }
     figures.handed = slots.handed();
     figures.elapsedSeconds = progress.ElapsedSeconds();
