@@ -101,11 +101,11 @@ bool Recorder::Start(const std::wstring& fileName) {
   }
   handedIn_ = 0;
   dropped_ = 0;
+  droppedSinceLastFrame_ = 0;
   broken_ = false;
   startTick_ = GetTickCount64();
-  recording_ = true;
   std::lock_guard<std::mutex> lock(gate_);
-  open_ = true;
+  recording_ = open_ = true;
   paused_ = breakPending_ = false;
   return true;
 }
@@ -120,7 +120,8 @@ bool Recorder::Stop() {
   }
   stopTick_ = GetTickCount64();
   HRESULT hr = TavMovieMakerStopMovieRecord(id_);
-  if (hr != S_OK) Fail("TavMovieMakerStopMovieRecord", hr);
+  // After a failed hand-over Stop often repeats its error: keep the first.
+  if (hr != S_OK && !broken_) Fail("TavMovieMakerStopMovieRecord", hr);
   return hr == S_OK;
 }
 
@@ -174,9 +175,16 @@ void Recorder::HandOver(void* frame, unsigned frameBytes, void* audio, unsigned 
     if (frame) {
       call = "TavMovieMakerAddMovieFrame2";
       hr = TavMovieMakerAddMovieFrame2(id_, frame, frameBytes, captureTime, number);
-      if (hr == S_OK) ++handedIn_;
+      if (hr == S_OK) {
+        // The DLL has seen the gap in the frame numbers: the movie now has
+        // an empty slot for each frame skipped since the last one (a gap
+        // before the first frame leaves none).
+        if (handedIn_ > 0) dropped_ += droppedSinceLastFrame_;
+        droppedSinceLastFrame_ = 0;
+        ++handedIn_;
+      }
     } else {
-      ++dropped_;  // the DLL sees the gap in the frame numbers
+      ++droppedSinceLastFrame_;
     }
     if (hr == S_OK && audio) {
       // The sound card goes on while the camera drops a frame.

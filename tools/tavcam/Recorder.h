@@ -32,7 +32,7 @@ struct RecorderStats {
   bool recording = false;
   bool paused = false;
   long long framesHandedIn = 0;
-  long long framesDropped = 0;  // frames the camera skipped while recording
+  long long framesDropped = 0;  // empty slots the camera's skipped frames left in the movie
   double elapsedSeconds = 0;
   std::wstring lastError;  // empty: none
 };
@@ -96,6 +96,7 @@ class Recorder {
 
   std::atomic<long long> handedIn_{0};
   std::atomic<long long> dropped_{0};
+  long long droppedSinceLastFrame_ = 0;  // under gate_
   std::atomic<ULONGLONG> startTick_{0};
   std::atomic<ULONGLONG> stopTick_{0};
   std::atomic<bool> recording_{false};  // changed under gate_, read anywhere
