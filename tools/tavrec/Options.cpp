@@ -176,8 +176,9 @@ INPUT
     --input FILE|-
         Raw frames from FILE, or from standard input with "-". Needs --size.
         Recording ends at the end of the input; a partial frame at the end
-        of a pipe ends it too, a partial frame at the end of a file is an
-        input error (exit code 3) after the frames before it are recorded.
+        of standard input (or a pipe) ends it too, a partial frame at the
+        end of a file is an input error (exit code 3) after the frames
+        before it are recorded.
     --size WxH
         Frame size in pixels, 1 to 16384 each (default 640x480).
     --fps RATE
