@@ -1,7 +1,7 @@
 // tavcam driven as a user drives it, under Xvfb: its compressor lists, a
 // three-second recording with audio and dropped frames through its buttons,
-// the audio format dialog, a failed start, and closing while recording. Every
-// movie is read back with ffprobe.
+// a pause, the audio format dialog, a failed start, and closing while
+// recording. Every movie is read back with ffprobe.
 //
 // With TAVCAM_SCREENSHOTS set to a Unix folder, the recording and the audio
 // format dialog are also saved there as PNGs (scripts/tavcam-screenshots.sh).
@@ -143,6 +143,39 @@ TEST_F(TavCam, RecordsThreeSecondsWithAudioAndLeavesDroppedFramesEmpty) {
   const long long samples = std::stoll(audio["nb_frames"]);
   EXPECT_GE(samples, slots * 1920);
   EXPECT_LE(samples, (slots + 1) * 1920);
+  EXPECT_EQ(app.Close(kDeadlineMs), 0);
+}
+
+TEST_F(TavCam, PauseSendsABreakFrameSoTheMovieGoesOnWithoutAGap) {
+  ASSERT_TRUE(app.Launch(movie));
+  ASSERT_TRUE(app.Choose(CTL_SIZE, 0));
+  RecordFor(0.0, 10);
+  app.Click(CTL_PAUSE);
+  TavCamStatus paused;
+  ASSERT_TRUE(WaitUntil([&] { return (paused = app.Status()).state == L"Paused"; }, kDeadlineMs));
+  // A second of tavcam's clock passes with no frame handed in.
+  TavCamStatus status;
+  ASSERT_TRUE(WaitUntil([&] {
+    status = app.Status();
+    return status.elapsedSeconds >= paused.elapsedSeconds + 1.0;
+  }, kDeadlineMs));
+  EXPECT_EQ(status.frames, paused.frames);
+  app.Click(CTL_PAUSE);  // now "Resume"
+  ASSERT_TRUE(WaitUntil([&] {
+    status = app.Status();
+    return status.state == L"Recording" && status.frames >= paused.frames + 10;
+  }, kDeadlineMs));
+  app.Click(CTL_STOP);
+  ASSERT_TRUE(WaitUntil([&] { return (status = app.Status()).state == L"Ready"; }, kDeadlineMs));
+  EXPECT_EQ(status.lastError, L"none");
+  EXPECT_EQ(status.drops, 0);
+  // Every slot holds a frame: the pause left no gap in the movie.
+  std::vector<Packet> packets = ProbePackets(movie, "v:0");
+  ASSERT_EQ(static_cast<long long>(packets.size()), status.frames);
+  for (size_t i = 0; i < packets.size(); ++i) {
+    EXPECT_EQ(packets[i].pts, static_cast<long long>(i));
+    EXPECT_GT(packets[i].size, 0);
+  }
   EXPECT_EQ(app.Close(kDeadlineMs), 0);
 }
 
