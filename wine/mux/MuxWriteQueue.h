@@ -1,0 +1,81 @@
+// MuxWriteQueue: lets the AVI Mux write on a thread of its own. The upstream
+// streaming threads Push samples (the queue holds a reference to each) and
+// return at once; one writer thread hands them to the Writer in arrival
+// order and releases them. The queue is bounded: Push waits while it holds
+// kMaxHeld samples, or would pass kMaxBytes of sample buffers (it always
+// takes a second sample, however large), counting the one being written.
+// Memory therefore stays flat, and the upstream allocator's own limit still
+// applies (a sample held here is a buffer the source cannot fill).
+//
+// After a write fails, the queue keeps the first failure: Push returns it
+// and queued samples are released unwritten.
+//
+// While no sample arrives the writer thread still wakes every
+// kTickIntervalMs and calls Writer::Tick, so that the writer can put its
+// buffered bytes out (see CAviMux's checkpoints).
+//
+// Threads: Push from the streaming threads, Start/Drain/Stop from the
+// filter's (graph's) thread. Never call Drain or Stop from inside the Writer.
+#pragma once
+
+#include <windows.h>
+#include <strmif.h>
+
+#include <deque>
+
+class CAviMuxInputPin;
+
+class MuxWriteQueue {
+public:
+    static constexpr unsigned kMaxHeld = 16;
+    static constexpr long long kMaxBytes = 32ll * 1024 * 1024;
+    static constexpr DWORD kTickIntervalMs = 250;
+
+    class Writer {
+    public:
+        virtual ~Writer() = default;
+        // One sample, on the writer thread; a failure stops further writing.
+        virtual HRESULT WriteQueued(CAviMuxInputPin* pPin, IMediaSample* pSample) = 0;
+        // On the writer thread, after each sample and when idle.
+        virtual void Tick() = 0;
+    };
+
+    explicit MuxWriteQueue(Writer& writer);
+    ~MuxWriteQueue();  // Stop
+    MuxWriteQueue(const MuxWriteQueue&) = delete;
+    MuxWriteQueue& operator=(const MuxWriteQueue&) = delete;
+
+    // Starts the writer thread; fails with the system error.
+    HRESULT Start();
+    // Queues the sample; waits while the queue is full. Returns the first
+    // write failure instead, or VFW_E_WRONG_STATE once Stop has begun.
+    HRESULT Push(CAviMuxInputPin* pPin, IMediaSample* pSample);
+    // Waits until every sample pushed so far has been written (or dropped
+    // after a failure). Returns the first write failure, else S_OK.
+    HRESULT Drain();
+    // Drains and ends the writer thread. Idempotent.
+    void Stop();
+
+private:
+    struct Item {
+        CAviMuxInputPin* pin;
+        IMediaSample* sample;  // counted reference
+        long long bytes;
+    };
+    static DWORD WINAPI ThreadMain(void* self);
+    void Run();
+    bool HasRoomFor(long long bytes) const;
+    // Runs work, turning an exception into its HRESULT.
+    template <typename Work>
+    static HRESULT Guarded(Work work);
+
+    Writer& m_writer;
+    CRITICAL_SECTION m_cs;
+    CONDITION_VARIABLE m_changed;  // anything below changed
+    std::deque<Item> m_items;
+    unsigned m_nHeld = 0;          // queued + the one being written
+    long long m_nBytesHeld = 0;
+    bool m_bStopping = false;
+    HRESULT m_hrFailure = S_OK;
+    HANDLE m_hThread = nullptr;
+};
