@@ -1,5 +1,6 @@
 // Entry points of TavPlatformPack.dll: the four COM server exports.
 
+#include "common/ComBarrier.h"
 #include "framework/BaseObject.h"
 #include "server/ClassFactory.h"
 #include "server/PackClasses.h"
@@ -67,31 +68,35 @@ extern "C" HRESULT __stdcall DllCanUnloadNow()
 
 extern "C" HRESULT __stdcall DllRegisterServer()
 {
-    const std::wstring path = ModulePath();
-    HRESULT hr = tavpack::RegisterPackClasses(path.c_str());
+    return tavpack::CallWithoutThrowing([] {
+        const std::wstring path = ModulePath();
+        HRESULT hr = tavpack::RegisterPackClasses(path.c_str());
 #if TAV_PACK_HAS_ACM
-    if (SUCCEEDED(hr))
-        hr = AcmRegisterCompressorCategory(path.c_str());
+        if (SUCCEEDED(hr))
+            hr = AcmRegisterCompressorCategory(path.c_str());
 #endif
 #if TAV_PACK_HAS_MJPEG
-    if (SUCCEEDED(hr))
-        hr = MjpegRegisterCompressorCategory();
+        if (SUCCEEDED(hr))
+            hr = MjpegRegisterCompressorCategory();
 #endif
-    return hr;
+        return hr;
+    });
 }
 
 extern "C" HRESULT __stdcall DllUnregisterServer()
 {
-    HRESULT hr = tavpack::UnregisterPackClasses();
+    return tavpack::CallWithoutThrowing([] {
+        HRESULT hr = tavpack::UnregisterPackClasses();
 #if TAV_PACK_HAS_ACM
-    const HRESULT acm = AcmUnregisterCompressorCategory();
-    if (SUCCEEDED(hr))
-        hr = acm;
+        const HRESULT acm = AcmUnregisterCompressorCategory();
+        if (SUCCEEDED(hr))
+            hr = acm;
 #endif
 #if TAV_PACK_HAS_MJPEG
-    const HRESULT mjpeg = MjpegUnregisterCompressorCategory();
-    if (SUCCEEDED(hr))
-        hr = mjpeg;
+        const HRESULT mjpeg = MjpegUnregisterCompressorCategory();
+        if (SUCCEEDED(hr))
+            hr = mjpeg;
 #endif
-    return hr;
+        return hr;
+    });
 }
