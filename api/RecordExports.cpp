@@ -5,6 +5,7 @@
 
 #include "TavMovieMaker.h"
 #include "api/ExportGuard.h"
+#include "api/RunningRecording.h"
 #include "api/SourceFilters.h"
 #include "api/WriterEvents.h"
 #include "api/WriterRegistry.h"
@@ -42,6 +43,9 @@ HRESULT StartMovieRecord(int id, const wchar_t* fileName) {
   }
   g_pAviWriter->LoadParam(id);
   CAviWriter* writer = WriterOrRaise();
+  // The next frame would stop the graph under pins that wait for data: a
+  // recording still running is ended here, its file completed.
+  if (GraphMayHoldWaitingPins(writer)) EndRunningRecording(writer, kStart);
   ResetHandOverEvents(writer);
   writer->m_bStartPending = true;
   writer->InitParam2(writer->m_nWidth, static_cast<int>(writer->m_nHeight), writer->m_dFrameRate,

@@ -47,3 +47,10 @@ CSource* RawFrameSource() {
   if (!g_pAviWriter || g_pAviWriter->m_pRawFilter == nullptr) _com_issue_error(E_POINTER);
   return static_cast<CSource*>(static_cast<IBaseFilter*>(g_pAviWriter->m_pRawFilter));
 }
+
+void ClearStreamErrors(CAviWriter* writer) {
+  if (writer->m_pRawFilter != nullptr)
+    static_cast<CSource*>(static_cast<IBaseFilter*>(writer->m_pRawFilter))->SetStreamError(S_OK);
+  if (writer->m_pAudioSource != nullptr)
+    static_cast<CSource*>(static_cast<IBaseFilter*>(writer->m_pAudioSource))->SetStreamError(S_OK);
+}

@@ -6,6 +6,7 @@
 
 #include "writer/ComPtrs.h"
 
+class CAviWriter;
 class CSource;
 
 // Makes the raw frame source filter through its factory into `filter`
@@ -21,3 +22,7 @@ HRESULT MakeAudioSourceFilter(IBaseFilterPtr& filter);
 // g_pAviWriter's raw frame filter as the framework's source filter; raises
 // E_POINTER as a _com_error when there is no writer or no raw filter.
 CSource* RawFrameSource();
+
+// Sets the stream error code of the writer's source filters (raw frame and,
+// when there is one, audio) to 0; a missing filter is skipped.
+void ClearStreamErrors(CAviWriter* writer);
