@@ -200,7 +200,8 @@ $tiny_table
 ## Memory
 
 Peak committed bytes of the host process recording through the DLL (the
-AVI Mux queues at most 16 samples or 32 MB). Goal: flat with the recording's
+AVI Mux holds at most two samples and grants the source at most four
+buffers). Goal: flat with the recording's
 length.
 
 $memory_table
