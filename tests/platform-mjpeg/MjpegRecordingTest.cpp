@@ -248,35 +248,67 @@ BOOL CALLBACK FindOkButton(HWND window, LPARAM param) {
   return TRUE;
 }
 
+struct PageWindows {
+  HWND frame = nullptr;
+  HWND edit = nullptr;
+};
+
+// A visible top-level window of this process that holds the quality box.
+BOOL CALLBACK FindPageFrame(HWND window, LPARAM param) {
+  DWORD process = 0;
+  GetWindowThreadProcessId(window, &process);
+  if (process != GetCurrentProcessId() || !IsWindowVisible(window)) return TRUE;
+  FindEdit found;
+  EnumChildWindows(window, FindQualityEdit, reinterpret_cast<LPARAM>(&found));
+  if (found.edit == nullptr) return TRUE;
+  auto* page = reinterpret_cast<PageWindows*>(param);
+  page->frame = window;
+  page->edit = found.edit;
+  return FALSE;
+}
+
+BOOL CALLBACK CloseOwnWindows(HWND window, LPARAM) {
+  DWORD process = 0;
+  GetWindowThreadProcessId(window, &process);
+  if (process == GetCurrentProcessId() && IsWindowVisible(window)) PostMessageW(window, WM_CLOSE, 0, 0);
+  return TRUE;
+}
+
 // Shows the compressor's settings through TavMovieMakerShowCompressorDlg and,
-// from a second thread, types `quality` into the page and presses OK.
+// from a second thread, types `quality` into the page and presses OK. If the
+// page does not come up within the deadline, whatever did is closed.
 PageView SetQualityThroughThePage(MovieMakerDll& dll, int id, const wchar_t* quality, HRESULT* result) {
   PageView view;
   std::atomic<bool> returned{false};
   std::thread user([&] {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    HWND frame = nullptr;
-    FindEdit found;
+    PageWindows page;
     while (!returned && std::chrono::steady_clock::now() < deadline) {
-      frame = FindWindowW(nullptr, L"Video compressor properties");
-      if (frame != nullptr) {
-        EnumChildWindows(frame, FindQualityEdit, reinterpret_cast<LPARAM>(&found));
-        if (found.edit != nullptr && GetWindowTextLengthW(found.edit) > 0) break;
-      }
+      page = PageWindows();
+      EnumWindows(FindPageFrame, reinterpret_cast<LPARAM>(&page));
+      if (page.edit != nullptr && GetWindowTextLengthW(page.edit) > 0) break;
       Sleep(20);  // poll interval while the frame comes up
     }
-    if (found.edit == nullptr) return;
+    if (page.edit == nullptr || GetWindowTextLengthW(page.edit) == 0) {
+      while (!returned) {
+        EnumWindows(CloseOwnWindows, 0);
+        Sleep(100);
+      }
+      return;
+    }
     view.found = true;
     wchar_t text[16] = {};
-    GetWindowTextW(found.edit, text, 16);
+    GetWindowTextW(page.edit, text, 16);
     view.shownQuality = text;
-    SendMessageW(found.edit, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(quality));
+    SendMessageW(page.edit, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(quality));
     HWND ok = nullptr;
-    EnumChildWindows(frame, FindOkButton, reinterpret_cast<LPARAM>(&ok));
-    if (ok != nullptr)
-      PostMessageW(ok, BM_CLICK, 0, 0);
-    else
-      PostMessageW(frame, WM_CLOSE, 0, 0);
+    EnumChildWindows(page.frame, FindOkButton, reinterpret_cast<LPARAM>(&ok));
+    if (ok != nullptr) PostMessageW(ok, BM_CLICK, 0, 0);
+    // Whatever OK leaves open is closed, so the call always returns.
+    while (!returned) {
+      Sleep(100);
+      if (!returned) EnumWindows(CloseOwnWindows, 0);
+    }
   });
   *result = dll.ShowCompressorDlg(id, nullptr);
   returned = true;

@@ -3,6 +3,8 @@
 #include "wine/mjpeg/MjpegClsid.h"
 #include "wine/server/PackClasses.h"
 
+#include <prsht.h>
+
 #include <cmath>
 #include <cwchar>
 #include <cwctype>
@@ -15,6 +17,7 @@ TAV_PACK_CLASS(g_mjpegPropertyPageClass, CLSID_TavMjpegPropertyPage, CreateMjpeg
 namespace {
 
 const wchar_t kWindowClass[] = L"TavMjpegQualityPage";
+const wchar_t kPageProperty[] = L"TavMjpegQualityPage";
 const wchar_t kTitle[] = L"MJPEG";
 const SIZE kPageSize = {300, 90};
 
@@ -136,6 +139,13 @@ STDMETHODIMP CMjpegPropertyPage::Activate(HWND parent, LPCRECT rect, BOOL /*moda
         return HRESULT_FROM_WIN32(GetLastError());
     SetWindowLongPtrW(m_window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
     SetWindowLongPtrW(m_window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&CMjpegPropertyPage::WindowProc));
+    // The frame Wine opens hosts the page in a property sheet page and never
+    // calls Apply: the page listens for the sheet's own PSN_APPLY instead.
+    if (parent != nullptr && SetPropW(parent, kPageProperty, this)) {
+        m_parent = parent;
+        m_parentProc = reinterpret_cast<WNDPROC>(
+            SetWindowLongPtrW(parent, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&CMjpegPropertyPage::ParentProc)));
+    }
 
     const HFONT font = static_cast<HFONT>(GetStockObject(DEFAULT_GUI_FONT));
     HWND label = CreateWindowExW(0, L"STATIC", L"Quality (1-100):", WS_CHILD | WS_VISIBLE, 10, 14, 110, 20,
@@ -165,6 +175,12 @@ STDMETHODIMP CMjpegPropertyPage::Activate(HWND parent, LPCRECT rect, BOOL /*moda
 
 STDMETHODIMP CMjpegPropertyPage::Deactivate()
 {
+    if (m_parent != nullptr) {
+        SetWindowLongPtrW(m_parent, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(m_parentProc));
+        RemovePropW(m_parent, kPageProperty);
+        m_parent = nullptr;
+        m_parentProc = nullptr;
+    }
     if (m_window != nullptr)
         DestroyWindow(m_window);
     m_window = nullptr;
@@ -288,4 +304,19 @@ LRESULT CALLBACK CMjpegPropertyPage::WindowProc(HWND window, UINT message, WPARA
         return 0;
     }
     return DefWindowProcW(window, message, wParam, lParam);
+}
+
+LRESULT CALLBACK CMjpegPropertyPage::ParentProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    auto* page = static_cast<CMjpegPropertyPage*>(GetPropW(window, kPageProperty));
+    if (page == nullptr)
+        return DefWindowProcW(window, message, wParam, lParam);
+    if (message == WM_NOTIFY && lParam != 0 && reinterpret_cast<const NMHDR*>(lParam)->code == PSN_APPLY) {
+        const HRESULT hr = page->Apply();
+        SetWindowLongPtrW(window, DWLP_MSGRESULT, SUCCEEDED(hr) ? PSNRET_NOERROR : PSNRET_INVALID_NOCHANGEPAGE);
+        return TRUE;
+    }
+    // Deactivate may put the old procedure back during this call.
+    const WNDPROC previous = page->m_parentProc;
+    return CallWindowProcW(previous, window, message, wParam, lParam);
 }

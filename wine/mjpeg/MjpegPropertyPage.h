@@ -2,7 +2,9 @@
 // property page, shown by OleCreatePropertyFrame for the filter's
 // ISpecifyPropertyPages. One edit box "Quality (1-100):" holds the
 // compressor's quality; Apply (OK or Apply in the frame) sets it through the
-// output pin's IAMVideoCompression::put_Quality. A value outside 1-100 is
+// output pin's IAMVideoCompression::put_Quality. Wine's property frame never
+// calls Apply, so the page also applies on the PSN_APPLY notification that
+// the frame's property sheet sends to the window holding the page. A value outside 1-100 is
 // refused with E_INVALIDARG and nothing changes.
 //
 // Threads: the frame calls every method on its UI thread; the page's window
@@ -45,6 +47,8 @@ public:
 private:
     ~CMjpegPropertyPage();
     static LRESULT CALLBACK WindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
+    // The frame's window that holds the page: it passes PSN_APPLY to Apply.
+    static LRESULT CALLBACK ParentProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
     void OnQualityEdited();
     void ReleaseObjects();
 
@@ -53,6 +57,8 @@ private:
     IAMVideoCompression* m_compression = nullptr;
     HWND m_window = nullptr;
     HWND m_edit = nullptr;
+    HWND m_parent = nullptr;         // subclassed while active
+    WNDPROC m_parentProc = nullptr;  // its own procedure
     bool m_dirty = false;
     bool m_filling = false;  // the page itself is writing the edit box
 };
