@@ -5,6 +5,7 @@
 //
 // With TAVCAM_SCREENSHOTS set to a Unix folder, the recording and the audio
 // format dialog are also saved there as PNGs (scripts/tavcam-screenshots.sh).
+#include <TavMovieMaker.hpp>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,7 +15,6 @@
 #include <vector>
 
 #include "tests/api/MovieCheck.h"
-#include "tests/api/MovieMakerDll.h"
 #include "tests/common/UnixTools.h"
 #include "tests/tavcam/TavCamApp.h"
 #include "tools/tavcam/ControlIds.h"
@@ -23,20 +23,6 @@ namespace tavtest {
 namespace {
 
 const DWORD kDeadlineMs = 60000;
-
-// The names as the DLL lists them in its two calls, empty ones left out.
-std::vector<std::wstring> Names(TavMovieMakerGetCompressorsFn get, int id) {
-  int count = 0, maxLength = 0;
-  if (get(id, nullptr, &count, &maxLength) != S_OK || count <= 0 || maxLength <= 0) return {};
-  std::vector<std::wstring> buffers(static_cast<size_t>(count), std::wstring(static_cast<size_t>(maxLength), L'\0'));
-  std::vector<wchar_t*> names;
-  for (std::wstring& b : buffers) names.push_back(&b[0]);
-  if (get(id, names.data(), &count, &maxLength) != S_OK) return {};
-  std::vector<std::wstring> result;
-  for (wchar_t* n : names)
-    if (n[0]) result.emplace_back(n);
-  return result;
-}
 
 std::string ScreenshotDir() {
   const char* dir = getenv("TAVCAM_SCREENSHOTS");
@@ -69,17 +55,13 @@ class TavCam : public ::testing::Test {
 };
 
 TEST_F(TavCam, ListsTheCompressorsOfTheDll) {
-  std::vector<std::wstring> video, audio;
-  {
-    MovieMakerDll dll;
-    ASSERT_TRUE(dll.ok());
-    int id = 0;
-    ASSERT_EQ(dll.InitEx(640, 480, 25.0, nullptr, &id), S_OK);
-    video = Names(dll.GetCompressors, id);
-    ASSERT_EQ(dll.SetAudioStream(id, 16), S_OK);
-    audio = Names(dll.GetAudioCompressors, id);
-    dll.Release(id);
-  }
+  // The DLL's own lists, through the C++ layer's two-call helpers.
+  int id = 0;
+  ASSERT_EQ(TavMovieMakerInitEx(640, 480, 25.0, nullptr, &id), S_OK);
+  std::vector<std::wstring> video = tav::video_compressors(id);
+  ASSERT_EQ(TavMovieMakerSetAudioStream(id, 16), S_OK);
+  std::vector<std::wstring> audio = tav::audio_compressors(id);
+  TavMovieMakerRelease(id);
   ASSERT_FALSE(video.empty());
   EXPECT_EQ(video.front(), L"Uncompressed");
   ASSERT_TRUE(app.Launch(movie));
