@@ -40,8 +40,8 @@ void Camera::Run(CameraSettings settings, Recorder* recorder, Preview* preview) 
     // thread catches up without waiting: only the drop switch loses frames.
     const double due = number / settings.fps;
     QueryPerformanceCounter(&now);
-    const double late = static_cast<double>(now.QuadPart - start.QuadPart) / frequency.QuadPart;
-    const DWORD wait = due > late ? static_cast<DWORD>((due - late) * 1000.0) : 0;
+    const double elapsed = static_cast<double>(now.QuadPart - start.QuadPart) / frequency.QuadPart;
+    const DWORD wait = due > elapsed ? static_cast<DWORD>((due - elapsed) * 1000.0) : 0;
     if (WaitForSingleObject(stop_, wait) == WAIT_OBJECT_0) break;
     const long long captureTime = static_cast<long long>(due * 1e7);  // 100 ns units
 

@@ -7,10 +7,12 @@
 namespace {
 
 // The two-call protocol of Get(Audio)Compressors: sizes first, then the names
-// into buffers of that size. Empty names (the audio list's spare) are left out.
+// into buffers of that size (at least TAVMM_MIN_NAME_LENGTH, which the fixed
+// names need). Empty names (the audio list's spare) are left out.
 std::vector<std::wstring> ListNames(TavMovieMakerGetCompressorsFn get, int id) {
   int count = 0, maxLength = 0;
-  if (get(id, nullptr, &count, &maxLength) != S_OK || count <= 0 || maxLength <= 0) return {};
+  if (get(id, nullptr, &count, &maxLength) != S_OK || count <= 0) return {};
+  if (maxLength < TAVMM_MIN_NAME_LENGTH) maxLength = TAVMM_MIN_NAME_LENGTH;
   std::vector<std::wstring> buffers(count, std::wstring(maxLength, L'\0'));
   std::vector<wchar_t*> pointers;
   for (std::wstring& buffer : buffers) pointers.push_back(&buffer[0]);

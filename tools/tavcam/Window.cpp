@@ -28,8 +28,26 @@ struct App {
   Preview preview;
   CameraSettings settings;
   bool videoHasDialog = false;
+  // The UI thread is a COM apartment thread, so DirectShow may pump its
+  // messages inside a DLL call (stopping a graph does): a timer tick, a click
+  // or a close can then arrive in the middle of one. While `busy`, ticks and
+  // clicks are dropped and a close waits until the call is over.
+  int busy = 0;
+  bool closePending = false;
 
   HWND Item(int id) const { return GetDlgItem(window, id); }
+};
+
+// Marks the UI thread busy for its lifetime (see App::busy).
+class BusyScope {
+ public:
+  explicit BusyScope(App* app) : app_(app) { ++app_->busy; }
+  ~BusyScope() {
+    if (--app_->busy == 0 && app_->closePending) PostMessageW(app_->window, WM_CLOSE, 0, 0);
+  }
+
+ private:
+  App* app_;
 };
 
 // ---- Controls ----------------------------------------------------------------
@@ -271,6 +289,8 @@ void TogglePause(App* app) {
 }
 
 void OnCommand(App* app, int id, int code) {
+  if (app->busy) return;
+  BusyScope busy(app);
   switch (id) {
     case CTL_SIZE:
     case CTL_RATE:
@@ -338,12 +358,22 @@ LRESULT CALLBACK MainProc(HWND window, UINT message, WPARAM wParam, LPARAM lPara
       if (app) OnCommand(app, LOWORD(wParam), HIWORD(wParam));
       return 0;
     case WM_TIMER:
+      if (app->busy) return 0;
       // A hand-over failed (the status bar shows which and why): the UI
       // thread ends the recording, which leaves whatever was written readable.
-      if (app->recorder.Broken() && app->recorder.Stats().recording) StopRecording(app);
+      if (app->recorder.Broken() && app->recorder.Stats().recording) {
+        BusyScope busy(app);
+        StopRecording(app);
+      }
       ShowStatus(app);
       return 0;
-    case WM_CLOSE:
+    case WM_CLOSE: {
+      if (app->busy) {
+        app->closePending = true;
+        return 0;
+      }
+      app->closePending = false;
+      BusyScope busy(app);
       // Closing while recording stops first: the file is completed before the
       // camera thread ends and the writer is released.
       KillTimer(window, kStatusTimer);
@@ -352,6 +382,7 @@ LRESULT CALLBACK MainProc(HWND window, UINT message, WPARAM wParam, LPARAM lPara
       app->recorder.Shutdown();
       DestroyWindow(window);
       return 0;
+    }
     case WM_DESTROY:
       PostQuitMessage(0);
       return 0;
