@@ -152,5 +152,28 @@ TEST_F(Fault, AcquisitionStallingPastTheWaitsResumes) {
   EXPECT_EQ(ProbeStream(movie, "v:0")["nb_frames"], "4");
 }
 
+// Another process records at the same time (the sample host, through the
+// same DLL): both share "AviWrt_MainMutex", and both movies are complete.
+TEST_F(Fault, TwoProcessesRecordAtOnce) {
+  std::wstring other = dir + L"other-process.avi";
+  std::wstring command = L"TavDemoHost.exe \"" + other + L"\" --seconds 2 --no-audio";
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof(startup);
+  PROCESS_INFORMATION process = {};
+  ASSERT_TRUE(CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
+      << GetLastError();
+  std::wstring movie = dir + L"this-process.avi";
+  ASSERT_EQ(dll.StartMovieRecord(id, movie.c_str()), S_OK);
+  for (int n = 0; n < 50; ++n) EXPECT_EQ(Frame(n), S_OK) << "frame " << n;
+  EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
+  EXPECT_EQ(WaitForSingleObject(process.hProcess, 120000), WAIT_OBJECT_0);
+  DWORD exitCode = 99;
+  GetExitCodeProcess(process.hProcess, &exitCode);
+  CloseHandle(process.hThread);
+  CloseHandle(process.hProcess);
+  EXPECT_EQ(exitCode, 0u);
+  EXPECT_EQ(StreamCounts({movie, other}), (std::vector<std::string>{"video,50,50", "video,50,50"}));
+}
+
 }  // namespace
 }  // namespace tavtest
