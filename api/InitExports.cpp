@@ -5,6 +5,7 @@
 
 #include "TavMovieMaker.h"
 #include "api/ExportGuard.h"
+#include "api/RunningRecording.h"
 #include "api/SourceFilters.h"
 #include "api/WriterEvents.h"
 #include "api/WriterRegistry.h"
@@ -122,6 +123,9 @@ HRESULT InitEx(int width, int height, double fps, void* pFrameData, int* pID) {
     TAV_LOG(kFile, kInitEx, LOG_SEV_ERROR, 0, L"Create Movie error, bad pID");
     return E_FAIL;
   }
+  // Setting the writer up empties its graph: a recording still running in
+  // it is ended first, or emptying would wait for its pins for ever.
+  if (g_plistAviID && GraphMayHoldWaitingPins(g_pAviWriter)) EndRunningRecording(g_pAviWriter, kInitEx);
   if (!g_plistAviID) {
     SetUpFirstWriter(width, height, fps, pID);
   } else if (!g_pAviWriter) {

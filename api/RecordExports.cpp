@@ -5,6 +5,7 @@
 
 #include "TavMovieMaker.h"
 #include "api/ExportGuard.h"
+#include "api/RunningRecording.h"
 #include "api/SourceFilters.h"
 #include "api/WriterEvents.h"
 #include "api/WriterRegistry.h"
@@ -31,6 +32,7 @@ CAviWriter* WriterOrRaise() {
 HRESULT StartMovieRecord(int id, const wchar_t* fileName) {
   TAV_LOG(kFile, kStart, LOG_SEV_TRACE, 0, L"TavMovieMakerStartMovieRecord -> Enter");
   RawFrameSource()->SetStreamError(S_OK);
+  ClearStreamErrors(g_pAviWriter);  // and the audio filter's
   if (!fileName) {
     TAV_LOG(kFile, kStart, LOG_SEV_ERROR, 0, L"StartMovieRecord() bad file name");
     return E_FAIL;
@@ -42,6 +44,9 @@ HRESULT StartMovieRecord(int id, const wchar_t* fileName) {
   }
   g_pAviWriter->LoadParam(id);
   CAviWriter* writer = WriterOrRaise();
+  // The next frame would stop the graph under pins that wait for data: a
+  // recording still running is ended here, its file completed.
+  if (GraphMayHoldWaitingPins(writer)) EndRunningRecording(writer, kStart);
   ResetHandOverEvents(writer);
   writer->m_bStartPending = true;
   writer->InitParam2(writer->m_nWidth, static_cast<int>(writer->m_nHeight), writer->m_dFrameRate,
@@ -65,6 +70,7 @@ HRESULT StopMovieRecord(int id) {
   HRESULT hr = writer->StopRecord();
   writer->m_bStarted = false;
   RawFrameSource()->SetStreamError(S_OK);
+  ClearStreamErrors(g_pAviWriter);  // and the audio filter's
   writer->EmptyGraph();
   TAV_LOG(kFile, kStop, LOG_SEV_TRACE, 0, L"TavMovieMakerStopMovieRecord -> Leave");
   return hr;

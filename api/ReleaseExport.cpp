@@ -1,6 +1,7 @@
 // TavMovieMakerRelease: ends a writer ID. Control thread only.
 #include "TavMovieMaker.h"
 #include "api/ExportGuard.h"
+#include "api/RunningRecording.h"
 #include "api/WriterEvents.h"
 #include "api/WriterRegistry.h"
 #include "log/Trace.h"
@@ -18,24 +19,13 @@ bool TakesLastRecord(int id) {
   return true;
 }
 
-// A recording still running when the writer goes would leave the source pins'
-// threads waiting for data while the graph is torn down, and the teardown
-// would wait for them for ever: end it first, as StopMovieRecord does.
-void EndRunningRecording(CAviWriter* writer) {
-  TAV_LOG(L".\\TavMovieMaker", kRelease, LOG_SEV_WARNING, 0, L"TavMovieMakerRelease -> recording still running, stopped");
-  writer->ReleaseFilterData();
-  writer->StopRecord();
-  writer->m_bStarted = false;
-  writer->EmptyGraph();
-}
-
 // Closes the kernel objects (whichever writer they were made for), counts the
 // ID back and drops its records; with the last record the writer goes too.
 // A recording is left running unless the writer itself goes.
 HRESULT Release(int id) {
   TAV_LOG(L".\\TavMovieMaker", kRelease, LOG_SEV_TRACE, 0, L"TavMovieMakerRelease -> Enter");
   if (g_pAviWriter) {
-    if (g_pAviWriter->m_bStarted && TakesLastRecord(id)) EndRunningRecording(g_pAviWriter);
+    if (g_pAviWriter->m_bStarted && TakesLastRecord(id)) EndRunningRecording(g_pAviWriter, kRelease);
     CloseWriterHandles(g_pAviWriter);
     --g_nAviIDCounter;
     if (g_plistAviID) {

@@ -19,16 +19,19 @@ fi
 export WINEPREFIX=$prefix
 export WINEDEBUG=${WINEDEBUG:--all}
 export WINEARCH=win64
-# No Mono or Gecko prompts while the prefix is created.
-export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=}
+# No Mono or Gecko prompts while the prefix is created, and no ALSA driver,
+# whose library prints its complaints about a missing sound card on stderr.
+export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=;winealsa.drv=}
 
 wine=/usr/lib/wine/wine64
 
-# A wineserver of this prefix is up when one carries our WINEPREFIX.
+# A wineserver of this prefix is up when one carries our WINEPREFIX. A server
+# may end between pgrep and the read: the group's redirection also silences
+# the shell's own "No such process" for the vanished /proc entry.
 server_running() {
   local pid
   for pid in $(pgrep wineserver || true); do
-    tr '\0' '\n' </proc/"$pid"/environ 2>/dev/null | grep -qx "WINEPREFIX=$prefix" && return 0
+    { tr '\0' '\n' </proc/"$pid"/environ; } 2>/dev/null | grep -qx "WINEPREFIX=$prefix" && return 0
   done
   return 1
 }

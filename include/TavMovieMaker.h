@@ -1,11 +1,23 @@
 /* TavMovieMaker.dll: records AVI movies from raw video frames and PCM audio
  * blocks that the host pushes in one at a time.
  *
- * Include this header from C or C++ and link TavMovieMaker.lib, or load the
- * DLL with LoadLibraryW and find the functions with GetProcAddress.
+ * Include this header from C or C++ and link the import library
+ * (lib/TavMovieMaker.lib for MSVC, lib/libTavMovieMaker.dll.a for MinGW), or
+ * load the DLL with LoadLibraryW and find the functions with GetProcAddress.
+ * C++17 hosts may use TavMovieMaker.hpp, which wraps these functions.
+ *
+ * Needs C99 or C++11 or later (64-bit arguments are `long long`); C89 and
+ * C++98 are not supported.
  */
 #ifndef TAVMOVIEMAKER_H
 #define TAVMOVIEMAKER_H
+
+/* The version of the DLL this header describes (also in the DLL's version
+ * resource). */
+#define TAVMM_VERSION_MAJOR 1
+#define TAVMM_VERSION_MINOR 0
+#define TAVMM_VERSION_PATCH 0
+#define TAVMM_VERSION_STRING "1.0.0"
 
 #include <windows.h>
 #ifndef __cplusplus
@@ -96,6 +108,10 @@ TAVMM_API HRESULT TavLogWrite(int engineId, unsigned int severity, int code, con
  * further hand-overs from the same thread go on, any other thread blocks. */
 #define TAVMM_E_TIMEOUT ((HRESULT)-1234)
 
+/* The shortest name buffer, in characters, that holds the fixed names the
+ * compressor lists add: "PCM (Uncompressed)" and its terminator. */
+#define TAVMM_MIN_NAME_LENGTH 19
+
 /* Pixel-format codes, passed by pointer as InitEx's pFrameData. */
 #define TAVMM_PIXEL_RGB24 0u /* 3 bytes per pixel, B G R */
 #define TAVMM_PIXEL_RGB32 1u /* 4 bytes per pixel, B G R x */
@@ -171,12 +187,18 @@ TAVMM_API HRESULT TavMovieMakerAddAudioSample(int id, void* pData, unsigned int 
 TAVMM_API HRESULT TavMovieMakerAddBreakFrame(int id);
 
 /* Lists video compressors in two calls: first with *count 0 (names unused):
- * *count receives the number of names and *maxLength the characters each
- * buffer needs; then with names pointing to *count buffers of *maxLength
- * characters. The first name is always "Uncompressed". */
+ * *count receives the number of names and *maxLength the longest compressor
+ * name's length plus 2; then with names pointing to *count buffers and
+ * *maxLength set to their length in characters. The first name is always
+ * "Uncompressed".
+ * Sizing rule: *maxLength counts only the compressors' own names, not the
+ * fixed "Uncompressed" (video) or "PCM (Uncompressed)" (audio), and a name
+ * that does not fit its buffer comes back empty. So make every buffer
+ * max(*maxLength, TAVMM_MIN_NAME_LENGTH) characters and pass that length in
+ * the second call. */
 TAVMM_API HRESULT TavMovieMakerGetCompressors(int id, wchar_t** names, int* count, int* maxLength);
-/* The same for audio compressors, after SetAudioStream (S_FALSE before it).
- * The count includes one spare, empty name. */
+/* The same for audio compressors, after SetAudioStream (S_FALSE before it),
+ * with the same sizing rule. The count includes one spare, empty name last. */
 TAVMM_API HRESULT TavMovieMakerGetAudioCompressors(int id, wchar_t** names, int* count, int* maxLength);
 /* Chooses the video compressor by a name from GetCompressors; an unknown name
  * records uncompressed. *pHasDialog tells whether it has a settings dialog.
@@ -201,6 +223,16 @@ TAVMM_API HRESULT TavMovieMakerShowCompressorDlg(int id, HWND parent);
 TAVMM_API HRESULT TavMovieMakerShowAudioCompressorDlg(int id, HWND parent);
 
 /* Function pointer types for hosts that use LoadLibraryW and GetProcAddress. */
+typedef HRESULT (*TavLogCreateEngineFn)(int, unsigned int);
+typedef HRESULT (*TavLogDeleteEngineFn)(int);
+typedef HRESULT (*TavLogAttachCallbackFn)(int, unsigned int, unsigned int, TavLogLineFn, void*, int*);
+typedef HRESULT (*TavLogAttachFileFn)(int, unsigned int, unsigned int, const wchar_t*, int*);
+typedef HRESULT (*TavLogAttachDebuggerFn)(int, unsigned int, unsigned int, int*);
+typedef HRESULT (*TavLogSetSinkFn)(int, int, unsigned int, unsigned int);
+typedef HRESULT (*TavLogDetachSinkFn)(int, int);
+typedef HRESULT (*TavLogListenFn)(int, unsigned long long);
+typedef unsigned long long (*TavLogModuleKeyFn)(void);
+typedef HRESULT (*TavLogWriteFn)(int, unsigned int, int, const char*, const wchar_t*);
 typedef HRESULT (*TavMovieMakerInitExFn)(int, int, double, void*, int*);
 typedef HRESULT (*TavMovieMakerInit2Fn)(int, int, double, int*);
 typedef HRESULT (*TavMovieMakerInitFn)(int, int, int, int*);

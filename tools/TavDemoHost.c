@@ -6,7 +6,8 @@
  * The DLL is loaded with LoadLibraryW and its functions found with
  * GetProcAddress. The movie is 320x240, 25 frames per second, 24-bit RGB with
  * a moving colour bar, and (unless --no-audio) a 440 Hz stereo 16-bit tone, one
- * audio block per frame. Exit code 0 when every call returned S_OK.
+ * audio block per frame. Exit code 0 when every call returned S_OK, 1 for a
+ * bad option or a failed call, 2 when the DLL cannot be loaded.
  */
 #include <TavMovieMaker.h>
 
@@ -87,6 +88,14 @@ static int Check(const char* what, HRESULT hr) {
   return hr == S_OK;
 }
 
+static int Usage(FILE* stream, int exitCode) {
+  fputs("usage: TavDemoHost [movie.avi] [--seconds N] [--no-audio] [--log log.txt]\n"
+        "Records N seconds (default 4) of a 320x240, 25 fps test movie with a 440 Hz\n"
+        "tone into movie.avi (default demo.avi). tavrec records from any input.\n",
+        stream);
+  return exitCode;
+}
+
 int wmain(int argc, wchar_t** argv) {
   const wchar_t* movie = L"demo.avi";
   const wchar_t* logPath = NULL;
@@ -95,6 +104,8 @@ int wmain(int argc, wchar_t** argv) {
     if (wcscmp(argv[i], L"--seconds") == 0 && i + 1 < argc) seconds = _wtoi(argv[++i]);
     else if (wcscmp(argv[i], L"--no-audio") == 0) audio = 0;
     else if (wcscmp(argv[i], L"--log") == 0 && i + 1 < argc) logPath = argv[++i];
+    else if (wcscmp(argv[i], L"--help") == 0 || wcscmp(argv[i], L"-h") == 0) return Usage(stdout, 0);
+    else if (argv[i][0] == L'-') return Usage(stderr, 1); /* never a file name */
     else movie = argv[i];
   }
 

@@ -384,6 +384,22 @@ HRESULT AviLayoutWriter::Finish() {
     });
 }
 
+HRESULT AviLayoutWriter::Checkpoint() {
+    if (FAILED(failure_)) return failure_;
+    if (!begun_ || finished_) return S_OK;
+    HRESULT hr = Flush();
+    if (FAILED(hr)) return hr;
+    RiffBytes header;
+    BuildHeaders(header);
+    if (header.Size() != headerSize_) return Fail(E_UNEXPECTED);
+    hr = sink_.WriteAt(0, header.Data(), header.Size());
+    if (FAILED(hr)) return Fail(hr);
+    // The open RIFF and its movi list, as far as they go now.
+    hr = PatchAt(moviStart_ + 4, static_cast<std::uint32_t>(pos_ - moviStart_ - 8));
+    if (SUCCEEDED(hr)) hr = PatchAt(riffStart_ + 4, static_cast<std::uint32_t>(pos_ - riffStart_ - 8));
+    return hr;
+}
+
 void AviLayoutWriter::SetFrameDuration(int stream, std::int64_t duration) {
     if (stream < 0 || stream >= StreamCount() || duration <= 0) return;
     streams_[stream].format.frameDuration = duration;

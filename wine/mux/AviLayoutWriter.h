@@ -89,6 +89,12 @@ public:
     // Closes the last RIFF, writes the final headers and flushes. Idempotent.
     HRESULT Finish();
 
+    // Puts out the buffered bytes and rewrites the header block with the
+    // counts so far and the open RIFF's sizes up to here, so that a file
+    // whose Finish never comes (the process was killed) still reads up to
+    // this point. The indexes are written only by Finish (and as RIFFs close).
+    HRESULT Checkpoint();
+
     // Frame slots (video) or blocks (audio) written to the stream so far.
     std::uint64_t StreamLength(int stream) const;
     // Bytes the file holds so far (including buffered ones).

@@ -14,6 +14,9 @@
 namespace {
 
 constexpr REFERENCE_TIME kDefaultFrameDuration = 400000;  // until a sample tells
+// How often, at most, the file on disk is brought up to date while samples
+// arrive (see AviLayoutWriter::Checkpoint): what a killed process leaves.
+constexpr ULONGLONG kCheckpointIntervalMs = 1000;
 
 }  // namespace
 
@@ -190,13 +193,26 @@ HRESULT CAviMux::StartWriting() {
         m_streams.clear();
         return hr;
     }
+    std::unique_ptr<MuxWriteQueue> queue(new (std::nothrow) MuxWriteQueue(*this));
+    hr = queue ? queue->Start() : E_OUTOFMEMORY;
+    if (FAILED(hr)) {
+        for (CAviMuxInputPin* pin : m_streams) pin->m_nStream = -1;
+        m_streams.clear();
+        return hr;
+    }
     m_pSink = std::move(sink);
     m_pLayout = std::move(layout);
+    m_pQueue = std::move(queue);
+    m_bUnsaved = false;
+    m_nLastCheckpoint = GetTickCount64();
     return S_OK;
 }
 
 HRESULT CAviMux::FinishWriting() {
+    // Everything queued is written first (the writer thread takes the write lock).
+    if (m_pQueue) m_pQueue->Stop();
     CAutoLock lock(&m_csWrite);
+    m_pQueue.reset();
     if (!m_pLayout) return S_OK;
     HRESULT hr = m_pLayout->Finish();
     HRESULT hrCommit = m_pSink->Commit();
@@ -217,9 +233,15 @@ void CAviMux::ReportError(HRESULT hr) {
 }
 
 HRESULT CAviMux::WriteSample(CAviMuxInputPin* pPin, IMediaSample* pSample) {
+    // The queue and the stream numbers change only while no sample flows.
+    if (!m_pQueue) return VFW_E_NOT_CONNECTED;
+    if (pPin->m_nStream < 0) return VFW_E_WRONG_STATE;
+    return m_pQueue->Push(pPin, pSample);
+}
+
+HRESULT CAviMux::WriteQueued(CAviMuxInputPin* pPin, IMediaSample* pSample) {
     CAutoLock lock(&m_csWrite);
     if (!m_pLayout) return VFW_E_NOT_CONNECTED;
-    if (pPin->m_nStream < 0) return VFW_E_WRONG_STATE;
     BYTE* pData = nullptr;
     HRESULT hr = pSample->GetPointer(&pData);
     if (FAILED(hr)) return hr;
@@ -266,10 +288,24 @@ HRESULT CAviMux::WriteSample(CAviMuxInputPin* pPin, IMediaSample* pSample) {
         ReportError(hr);
         return hr;
     }
+    m_bUnsaved = true;
     return S_OK;
 }
 
+void CAviMux::Tick() {
+    CAutoLock lock(&m_csWrite);
+    if (!m_pLayout || !m_bUnsaved) return;
+    ULONGLONG now = GetTickCount64();
+    if (now - m_nLastCheckpoint < kCheckpointIntervalMs) return;
+    m_nLastCheckpoint = now;
+    m_bUnsaved = false;
+    HRESULT hr = m_pLayout->Checkpoint();
+    if (FAILED(hr)) ReportError(hr);
+}
+
 HRESULT CAviMux::InputEndOfStream() {
+    // The stream ends downstream only after every queued sample is written.
+    if (m_pQueue) m_pQueue->Drain();
     IPin* pPeer = nullptr;
     {
         CAutoLock lock(&m_csWrite);

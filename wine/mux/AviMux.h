@@ -5,24 +5,34 @@
 //
 // Recording: Pause from stopped queries the output peer's IStream (when there
 // is none, Run fails with that HRESULT and samples are refused), numbers the connected
-// inputs in the order they connected (stream 0 = first connected) and writes
-// the header block. Samples are written in arrival order (capture
-// interleaving); a video sample whose media time (frame number) or, without
-// one, time stamp lies whole frame slots after the previous one leaves
-// zero-length entries for the missing slots.
-// Stop waits for Receive calls in progress, writes the indexes and final
-// headers, and calls IStream::Commit. A failed write is returned from
-// Receive, sent as EC_ERRORABORT once, and refuses every later sample.
+// inputs in the order they connected (stream 0 = first connected), writes
+// the header block and starts the writer thread (MuxWriteQueue). Receive
+// queues the sample and returns; the writer thread writes the samples in
+// arrival order (capture interleaving); a video sample whose media time
+// (frame number) or, without one, time stamp lies whole frame slots after
+// the previous one leaves zero-length entries for the missing slots. The
+// input pins hand upstream a MuxAllocator, which grants the source enough
+// buffers to fill the next frames while earlier ones are being written.
+// End of stream waits until the queue is written before it is passed on.
+// Stop waits for Receive calls in progress, lets the writer thread write
+// everything queued, writes the indexes and final headers, and calls
+// IStream::Commit. A failed write is returned from the next Receive (and
+// from Stop), sent as EC_ERRORABORT once, and refuses every later sample.
+//
+// A killed host: while samples arrive, the writer thread brings the file on
+// disk up to date at least once a second (buffered bytes out, header counts
+// and RIFF sizes patched: AviLayoutWriter::Checkpoint), so a recording whose
+// Stop never comes still reads (ffmpeg) up to its last checkpoint.
 //
 // Interfaces: IBaseFilter, IConfigAviMux, IConfigInterleaving (all modes are
 // accepted and recorded; samples are always written in arrival order),
 // IMediaSeeking (progress only: current position and duration).
 //
 // Threads: the graph calls the filter and pin methods under the filter lock;
-// the upstream streaming threads call Receive/EndOfStream, which write under
-// the write lock (never the filter lock). Stop holds the filter lock, lets
-// the inputs wait for their Receive calls, then finishes the file under the
-// write lock.
+// the upstream streaming threads call Receive/EndOfStream, which queue (never
+// taking the filter lock); the writer thread writes under the write lock.
+// Stop holds the filter lock, lets the inputs wait for their Receive calls,
+// stops the writer thread, then finishes the file under the write lock.
 #pragma once
 
 #include <windows.h>
@@ -36,9 +46,14 @@
 #include "mux/AviLayoutWriter.h"
 #include "mux/AviMuxInputPin.h"
 #include "mux/AviMuxOutputPin.h"
+#include "mux/MuxWriteQueue.h"
 #include "mux/StreamSink.h"
 
-class CAviMux : public CBaseFilter, public IConfigAviMux, public IConfigInterleaving, public IMediaSeeking {
+class CAviMux : public CBaseFilter,
+                public IConfigAviMux,
+                public IConfigInterleaving,
+                public IMediaSeeking,
+                private MuxWriteQueue::Writer {
 public:
     // The class factory's entry (TAV_PACK_CLASS).
     static HRESULT Create(IUnknown* pOuter, REFIID riid, void** ppv);
@@ -93,7 +108,7 @@ public:
 
     // From the input pins.
     void OnInputConnected(CAviMuxInputPin* pPin);          // filter lock held
-    HRESULT WriteSample(CAviMuxInputPin* pPin, IMediaSample* pSample);  // streaming thread
+    HRESULT WriteSample(CAviMuxInputPin* pPin, IMediaSample* pSample);  // streaming thread: queues it
     HRESULT InputEndOfStream();                            // streaming thread
 
     // Layout options for the next recording (tests use a small RIFF limit).
@@ -103,6 +118,9 @@ private:
     HRESULT StartWriting();
     HRESULT FinishWriting();
     void ReportError(HRESULT hr);
+    // MuxWriteQueue::Writer, on the writer thread.
+    HRESULT WriteQueued(CAviMuxInputPin* pPin, IMediaSample* pSample) override;
+    void Tick() override;
     std::vector<CAviMuxInputPin*> ConnectedInputsInOrder();
 
     CCritSec m_csFilter;
@@ -123,9 +141,13 @@ private:
     // One recording, from Pause to Stop (under m_csWrite).
     std::unique_ptr<StreamSink> m_pSink;
     std::unique_ptr<AviLayoutWriter> m_pLayout;
+    // Set and reset while the inputs are inactive (Pause from stopped, Stop).
+    std::unique_ptr<MuxWriteQueue> m_pQueue;
     std::vector<CAviMuxInputPin*> m_streams;
     HRESULT m_hrStart = S_OK;  // why this recording could not start
     bool m_bErrorReported = false;
     bool m_bEndOfStreamSent = false;
     REFERENCE_TIME m_rtPosition = 0;
+    bool m_bUnsaved = false;            // written since the last checkpoint
+    ULONGLONG m_nLastCheckpoint = 0;    // GetTickCount64 of the last one
 };

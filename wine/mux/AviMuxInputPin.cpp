@@ -7,6 +7,7 @@
 #include <cwchar>
 
 #include "mux/AviMux.h"
+#include "mux/MuxAllocator.h"
 
 CAviMuxInputPin::CAviMuxInputPin(CAviMux* pFilter, CCritSec* pLock, HRESULT* phr, const wchar_t* pName)
     : CPackInputPin(L"AVI Mux input pin", pFilter, pLock, phr, pName), m_pMux(pFilter) {}
@@ -60,6 +61,19 @@ HRESULT CAviMuxInputPin::CompleteConnect(IPin* pReceivePin) {
 }
 
 HRESULT STDMETHODCALLTYPE CAviMuxInputPin::ReceiveCanBlock() { return S_OK; }
+
+HRESULT STDMETHODCALLTYPE CAviMuxInputPin::GetAllocator(IMemAllocator** ppAllocator) {
+    if (ppAllocator == nullptr) return E_POINTER;
+    *ppAllocator = nullptr;
+    CAutoLock lock(m_pLock);
+    if (m_pAllocator == nullptr) {
+        HRESULT hr = MuxAllocator::Create(&m_pAllocator);
+        if (FAILED(hr)) return hr;
+    }
+    m_pAllocator->AddRef();
+    *ppAllocator = m_pAllocator;
+    return S_OK;
+}
 
 bool CAviMuxInputPin::IsVideo() const { return m_mt.majortype == MEDIATYPE_Video; }
 

@@ -6,6 +6,9 @@
 // IPropertyBag: "name" (a string) becomes the stream's name ('strn');
 // Write is refused with VFW_E_WRONG_STATE unless the filter is stopped.
 //
+// Allocator: GetAllocator offers a MuxAllocator, which grants upstream
+// several buffers, so that the source runs ahead while the mux writes.
+//
 // Threads: as CPackInputPin. The stream fields (stream number, next frame
 // slot, frame duration) are set by the filter's Pause under the filter lock
 // while no sample flows, and used by the filter's write path under its write
@@ -35,7 +38,9 @@ public:
 
     HRESULT CheckMediaType(const CMediaType* pmt) override;
     HRESULT CompleteConnect(IPin* pReceivePin) override;
-    HRESULT STDMETHODCALLTYPE ReceiveCanBlock() override;  // S_OK: writes go to disk
+    HRESULT STDMETHODCALLTYPE ReceiveCanBlock() override;  // S_OK: waits while the write queue is full
+    // The notified allocator, or a new MuxAllocator (kept) when none.
+    HRESULT STDMETHODCALLTYPE GetAllocator(IMemAllocator** ppAllocator) override;
 
     bool IsVideo() const;
 

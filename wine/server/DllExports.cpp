@@ -13,6 +13,13 @@
 #define TAV_PACK_HAS_ACM 0
 #endif
 
+#if __has_include("mjpeg/MjpegCategory.h")
+#include "mjpeg/MjpegCategory.h"
+#define TAV_PACK_HAS_MJPEG 1
+#else
+#define TAV_PACK_HAS_MJPEG 0
+#endif
+
 #include <new>
 #include <string>
 
@@ -68,6 +75,10 @@ extern "C" HRESULT __stdcall DllRegisterServer()
         if (SUCCEEDED(hr))
             hr = AcmRegisterCompressorCategory(path.c_str());
 #endif
+#if TAV_PACK_HAS_MJPEG
+        if (SUCCEEDED(hr))
+            hr = MjpegRegisterCompressorCategory();
+#endif
         return hr;
     });
 }
@@ -80,6 +91,11 @@ extern "C" HRESULT __stdcall DllUnregisterServer()
         const HRESULT acm = AcmUnregisterCompressorCategory();
         if (SUCCEEDED(hr))
             hr = acm;
+#endif
+#if TAV_PACK_HAS_MJPEG
+        const HRESULT mjpeg = MjpegUnregisterCompressorCategory();
+        if (SUCCEEDED(hr))
+            hr = mjpeg;
 #endif
         return hr;
     });
