@@ -185,7 +185,9 @@ TEST_P(MjpegFormats, RecordsDecodableKeyFramesInTheirSlots) {
   for (size_t slot = 0; slot < index.size(); ++slot) {
     const bool dropped = slot == 3 || slot == 4;
     EXPECT_EQ(index[slot].size == 0, dropped) << "slot " << slot;
-    if (!dropped) EXPECT_TRUE(index[slot].key) << "slot " << slot;
+    if (!dropped) {
+      EXPECT_TRUE(index[slot].key) << "slot " << slot;
+    }
   }
 
   std::wstring raw = dir + L"card.raw";

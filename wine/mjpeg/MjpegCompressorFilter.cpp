@@ -1,5 +1,6 @@
 #include "wine/mjpeg/MjpegCompressorFilter.h"
 
+#include "wine/common/ComBarrier.h"
 #include "wine/mjpeg/MjpegClsid.h"
 #include "wine/mjpeg/MjpegInputPin.h"
 #include "wine/mjpeg/MjpegOutputPin.h"
@@ -110,15 +111,16 @@ HRESULT STDMETHODCALLTYPE CMjpegCompressorFilter::Pause()
     CAutoLock lock(&m_filterLock);
     if (m_State == State_Stopped && m_inputPin->IsConnected() && m_outputPin->IsConnected()) {
         CAutoLock stream(m_inputPin->ReceiveLock());
-        if (!m_encoder) {
-            m_encoder.reset(new (std::nothrow) tavmjpeg::JpegFrameEncoder(EncoderThreads()));
+        // The encoder's threads and buffers are made here: no exception may leave.
+        const HRESULT hr = tavpack::CallWithoutThrowing([&] {
             if (!m_encoder)
-                return E_OUTOFMEMORY;
-        }
-        tavmjpeg::InputFrame frame = m_input.frame;
-        frame.greyLevels = m_input.greyLevels.data();
-        if (!m_encoder->Configure(frame))
-            return VFW_E_TYPE_NOT_ACCEPTED;
+                m_encoder.reset(new tavmjpeg::JpegFrameEncoder(EncoderThreads()));
+            tavmjpeg::InputFrame frame = m_input.frame;
+            frame.greyLevels = m_input.greyLevels.data();
+            return m_encoder->Configure(frame) ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
+        });
+        if (FAILED(hr))
+            return hr;
     }
     return CBaseFilter::Pause();
 }
