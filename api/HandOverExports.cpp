@@ -6,6 +6,7 @@
 #include "api/ExportGuard.h"
 #include "api/SourceFilters.h"
 #include "api/WriterRegistry.h"
+#include "framework/CritSec.h"
 #include "framework/Source.h"
 #include "log/Trace.h"
 #include "writer/CAviWriter.h"
@@ -36,6 +37,8 @@ struct HandOverKind {
   const wchar_t* doneEnterText;
   const wchar_t* doneTimeOutText;
   const wchar_t* doneLeaveText;
+  bool (*streamEnding)(CAviWriter*);  // Stop has told the pin to end its stream
+  bool (*dataPending)(CAviWriter*);   // the pin has not copied the data handed over
 };
 
 const HandOverKind kVideo = {
@@ -56,6 +59,8 @@ const HandOverKind kVideo = {
     L"WaitForSingleObject->Enter m_hEventBufferDone",
     L"WaitForSingleObject, m_hEventBufferDone WAIT_TIMEOUT ",
     L"WaitForSingleObject->Leave m_hEventBufferDone",
+    VideoStreamEnding,
+    VideoFramePending,
 };
 
 // The audio texts keep the video wording where they always had it, and the
@@ -78,12 +83,30 @@ const HandOverKind kAudio = {
     L"WaitForSingleObject->Enter m_hEventAudioBufferDone",
     L"WaitForSingleObject, m_hEventAudioBufferDone WAIT_TIMEOUT ",
     L"WaitForSingleObject->Leave m_hEventAudioBufferDone",
+    AudioStreamEnding,
+    AudioBlockPending,
 };
 
+// The first video frame and the first audio block may come from two threads
+// at once: whichever comes first builds and runs the graph under this lock,
+// the other waits for it and then finds nothing left to start.
+CCritSec g_graphStartLock;
+
 // After a time-out: the stream's stored error when negative, else -1234.
-HRESULT TimeOutResult() {
-  HRESULT hr = RawFrameSource()->TakeStreamError();
+HRESULT TimeOutResult(CAviWriter* writer) {
+  HRESULT hr = StoredStreamError(writer);
   return hr < 0 ? hr : kTimeOut;
+}
+
+// A hand-over that lost the race with StopMovieRecord: the pin ends its
+// stream without taking the data, so the call must not report it taken. The
+// stored stream error when there is one, else E_FAIL; the mutex is released.
+HRESULT StreamEndedResult(const HandOverKind& kind, CAviWriter* writer) {
+  ReleaseMutex(writer->m_hMainMutex);
+  HRESULT hr = StoredStreamError(writer);
+  if (hr < 0) return hr;
+  TAV_LOG(kFile, kind.function, LOG_SEV_ERROR, 0, L"AddMovieFrame() recording stopped");
+  return E_FAIL;
 }
 
 // A Run that failed half-way (the file could not be opened) leaves some
@@ -102,6 +125,39 @@ void StopFiltersAfterFailedRun(const char* function, CAviWriter* writer) {
   }
 }
 
+// A filter that fails while the graph runs (the File Writer that cannot
+// create its file) reports it as EC_ERRORABORT; Wine's graph may finish a Run
+// on a thread of its own and return S_OK or S_FALSE all the same. Returns the
+// first failure reported since the queue was last emptied, taking every
+// queued event (the library reads the graph's events nowhere else).
+HRESULT TakeReportedFailure(IGraphBuilder* graph) {
+  IMediaEvent* events = nullptr;
+  if (graph == nullptr || FAILED(graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(&events))))
+    return S_OK;
+  HRESULT reported = S_OK;
+  long code = 0;
+  LONG_PTR param1 = 0, param2 = 0;
+  while (events->GetEvent(&code, &param1, &param2, 0) == S_OK) {
+    if (code == EC_ERRORABORT && FAILED(static_cast<HRESULT>(param1)) && SUCCEEDED(reported))
+      reported = static_cast<HRESULT>(param1);
+    events->FreeEventParams(code, param1, param2);
+  }
+  events->Release();
+  return reported;
+}
+
+// Run, and the failure of a filter that Run did not return: the run is let
+// complete (bounded like a hand-over) before the reported events are read.
+HRESULT RunGraph(CAviWriter* writer, IMediaControl* control) {
+  TakeReportedFailure(writer->m_pGraph);  // an earlier recording's events
+  HRESULT hr = control->Run();
+  if (FAILED(hr)) return hr;
+  OAFilterState state = State_Stopped;
+  control->GetState(kHandOverWaitMs, &state);
+  HRESULT reported = TakeReportedFailure(writer->m_pGraph);
+  return FAILED(reported) ? reported : hr;
+}
+
 // The first frame or sample after StartMovieRecord stops the graph, builds
 // it and runs it. On failure m_bStartPending stays set, so the next call
 // tries again.
@@ -111,8 +167,13 @@ HRESULT StartPendingGraph(const char* function, CAviWriter* writer) {
   HRESULT hr = control->Stop();
   if (SUCCEEDED(hr)) hr = writer->MakeCaptureGraph();
   if (SUCCEEDED(hr)) {
-    hr = control->Run();
-    if (FAILED(hr)) StopFiltersAfterFailedRun(function, writer);
+    hr = RunGraph(writer, control);
+    if (FAILED(hr)) {
+      StopFiltersAfterFailedRun(function, writer);
+      // The file cannot be written: a stream error like any later one, so
+      // every hand-over until Stop returns it at once.
+      RawFrameSource()->SetStreamError(hr);
+    }
   }
   if (FAILED(hr)) {
     ReleaseMutex(writer->m_hMainMutex);  // not owned yet; the failure is of no concern
@@ -136,7 +197,7 @@ bool WaitLogged(const HandOverKind& kind, HANDLE event, const wchar_t* enter, co
 
 HRESULT HandOver(const HandOverKind& kind, int id, void* pData, unsigned size, ULONGLONG time, ULONGLONG number) {
   TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, kind.enterText);
-  HRESULT stored = RawFrameSource()->TakeStreamError();
+  HRESULT stored = StoredStreamError(g_pAviWriter);
   if (stored < 0) return stored;
   if (id == 0) {
     TAV_LOG(kFile, kind.function, LOG_SEV_ERROR, 0, L"AddMovieFrame() bad ID");
@@ -152,9 +213,12 @@ HRESULT HandOver(const HandOverKind& kind, int id, void* pData, unsigned size, U
     TAV_LOG(kFile, kind.function, LOG_SEV_ERROR, 0, L"AddMovieFrame() bad size");
     return E_FAIL;
   }
-  if (writer->m_bStartPending) {
-    HRESULT hr = StartPendingGraph(kind.function, writer);
-    if (FAILED(hr)) return hr;
+  {
+    CAutoLock startLock(&g_graphStartLock);
+    if (writer->m_bStartPending) {
+      HRESULT hr = StartPendingGraph(kind.function, writer);
+      if (FAILED(hr)) return hr;
+    }
   }
 
   TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0,
@@ -162,11 +226,13 @@ HRESULT HandOver(const HandOverKind& kind, int id, void* pData, unsigned size, U
   WaitForSingleObject(writer->m_hMainMutex, INFINITE);
   TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0,
           L"WaitForSingleObject->Leave m_hMainMutex : TavMovieMakerAddMovieFrame");
+  // The stream ended (StopMovieRecord came first): nothing would take the data.
+  if (kind.streamEnding(writer)) return StreamEndedResult(kind, writer);
   // A time-out returns still owning the mutex, on purpose: this thread may
   // go on, any other blocks above.
   if (!WaitLogged(kind, writer->*kind.bufferReady, kind.readyEnterText, kind.readyTimeOutText,
                   kind.readyLeaveText))
-    return TimeOutResult();
+    return TimeOutResult(writer);
 
   BYTE* data = static_cast<BYTE*>(pData);
   if (number == kNoNumber)
@@ -180,7 +246,10 @@ HRESULT HandOver(const HandOverKind& kind, int id, void* pData, unsigned size, U
   TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, kind.setLeaveText);
 
   if (!WaitLogged(kind, writer->*kind.bufferDone, kind.doneEnterText, kind.doneTimeOutText, kind.doneLeaveText))
-    return TimeOutResult();
+    return TimeOutResult(writer);
+  // "Buffer done" also comes from a pin that ended its stream (Stop came in
+  // between) or lost its downstream (a stream error) without copying.
+  if (kind.dataPending(writer)) return StreamEndedResult(kind, writer);
   ReleaseMutex(writer->m_hMainMutex);
   TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, kind.leaveText);
   return S_OK;
@@ -190,7 +259,7 @@ HRESULT HandOver(const HandOverKind& kind, int id, void* pData, unsigned size, U
 HRESULT BreakFrame(int id) {
   const char* function = "TavMovieMakerAddBreakFrame";
   TAV_LOG(kFile, function, LOG_SEV_TRACE, 0, L"TavMovieMakerAddBreakFrame -> Enter");
-  HRESULT hr = RawFrameSource()->TakeStreamError();
+  HRESULT hr = StoredStreamError(g_pAviWriter);
   if (hr < 0) return hr;
   if (id == 0) {
     TAV_LOG(kFile, function, LOG_SEV_ERROR, 0, L"AddMovieFrame() bad ID");

@@ -32,6 +32,7 @@ CAviWriter* WriterOrRaise() {
 HRESULT StartMovieRecord(int id, const wchar_t* fileName) {
   TAV_LOG(kFile, kStart, LOG_SEV_TRACE, 0, L"TavMovieMakerStartMovieRecord -> Enter");
   RawFrameSource()->SetStreamError(S_OK);
+  ClearStreamErrors(g_pAviWriter);  // and the audio filter's
   if (!fileName) {
     TAV_LOG(kFile, kStart, LOG_SEV_ERROR, 0, L"StartMovieRecord() bad file name");
     return E_FAIL;
@@ -69,6 +70,7 @@ HRESULT StopMovieRecord(int id) {
   HRESULT hr = writer->StopRecord();
   writer->m_bStarted = false;
   RawFrameSource()->SetStreamError(S_OK);
+  ClearStreamErrors(g_pAviWriter);  // and the audio filter's
   writer->EmptyGraph();
   TAV_LOG(kFile, kStop, LOG_SEV_TRACE, 0, L"TavMovieMakerStopMovieRecord -> Leave");
   return hr;

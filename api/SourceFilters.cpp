@@ -3,6 +3,8 @@
 #include <new>
 
 #include "filters/AudioSource.h"
+#include "filters/PinAudioStream.h"
+#include "filters/PushPinReadRAW.h"
 #include "filters/PushSourceReadRAW.h"
 #include "framework/Source.h"
 #include "writer/CAviWriter.h"
@@ -53,4 +55,45 @@ void ClearStreamErrors(CAviWriter* writer) {
     static_cast<CSource*>(static_cast<IBaseFilter*>(writer->m_pRawFilter))->SetStreamError(S_OK);
   if (writer->m_pAudioSource != nullptr)
     static_cast<CSource*>(static_cast<IBaseFilter*>(writer->m_pAudioSource))->SetStreamError(S_OK);
+}
+
+namespace {
+
+CPushPinReadRAW* VideoPin(CAviWriter* writer) {
+  if (writer->m_pRawFilter == nullptr) return nullptr;
+  return static_cast<CPushSourceReadRAW*>(static_cast<IBaseFilter*>(writer->m_pRawFilter))->m_pPin;
+}
+
+CPinAudioStream* AudioPin(CAviWriter* writer) {
+  if (writer->m_pAudioSource == nullptr) return nullptr;
+  return static_cast<CAudioSource*>(static_cast<IBaseFilter*>(writer->m_pAudioSource))->m_pPin;
+}
+
+}  // namespace
+
+HRESULT StoredStreamError(CAviWriter* writer) {
+  HRESULT hr = RawFrameSource()->PeekStreamError();
+  if (hr >= 0 && writer->m_pAudioSource != nullptr)
+    hr = static_cast<CSource*>(static_cast<IBaseFilter*>(writer->m_pAudioSource))->PeekStreamError();
+  return hr;
+}
+
+bool VideoStreamEnding(CAviWriter* writer) {
+  CPushPinReadRAW* pin = VideoPin(writer);
+  return pin != nullptr && pin->m_bStop;
+}
+
+bool AudioStreamEnding(CAviWriter* writer) {
+  CPinAudioStream* pin = AudioPin(writer);
+  return pin != nullptr && pin->m_bStop;
+}
+
+bool VideoFramePending(CAviWriter* writer) {
+  CPushPinReadRAW* pin = VideoPin(writer);
+  return pin != nullptr && pin->m_pFrameData != nullptr;
+}
+
+bool AudioBlockPending(CAviWriter* writer) {
+  CPinAudioStream* pin = AudioPin(writer);
+  return pin != nullptr && pin->m_pSampleData != nullptr;
 }

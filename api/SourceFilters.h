@@ -23,6 +23,23 @@ HRESULT MakeAudioSourceFilter(IBaseFilterPtr& filter);
 // E_POINTER as a _com_error when there is no writer or no raw filter.
 CSource* RawFrameSource();
 
+// The stored stream error the hand-over reports: the raw frame filter's when
+// negative, else the audio filter's (a failed audio delivery ends only the
+// audio stream). It stays stored until StartMovieRecord or StopMovieRecord
+// clears it, so every hand-over after a stream error returns it at once.
+// Raises E_POINTER like RawFrameSource when there is no raw filter.
+HRESULT StoredStreamError(CAviWriter* writer);
+
+// Whether the video (audio) pin was told to end its stream by
+// ReleaseFilterData and has not been initialised for a new recording since.
+bool VideoStreamEnding(CAviWriter* writer);
+bool AudioStreamEnding(CAviWriter* writer);
+
+// Whether the frame (audio block) last handed to the filter has not been
+// copied by its pin: the pin clears it when it copies.
+bool VideoFramePending(CAviWriter* writer);
+bool AudioBlockPending(CAviWriter* writer);
+
 // Sets the stream error code of the writer's source filters (raw frame and,
 // when there is one, audio) to 0; a missing filter is skipped.
 void ClearStreamErrors(CAviWriter* writer);

@@ -8,6 +8,10 @@
 #   wine/                     TavPlatformPack.dll and its register/unregister scripts
 include(CMakePackageConfigHelpers)
 
+# Installing and packing take what has been built and build nothing (cpack
+# would otherwise build every test program first).
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY TRUE)
+
 tav_install_binary(TavMovieMaker bin)
 tav_install_binary(TavPlatformPack wine)
 install(PROGRAMS wine/register-pack.sh wine/unregister-pack.sh DESTINATION wine)

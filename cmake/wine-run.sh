@@ -19,8 +19,9 @@ fi
 export WINEPREFIX=$prefix
 export WINEDEBUG=${WINEDEBUG:--all}
 export WINEARCH=win64
-# No Mono or Gecko prompts while the prefix is created.
-export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=}
+# No Mono or Gecko prompts while the prefix is created, and no ALSA driver,
+# whose library prints its complaints about a missing sound card on stderr.
+export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=;winealsa.drv=}
 
 wine=/usr/lib/wine/wine64
 

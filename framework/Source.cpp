@@ -72,3 +72,13 @@ HRESULT STDMETHODCALLTYPE CSource::FindPin(LPCWSTR Id, IPin** ppPin) {
   }
   return VFW_E_NOT_FOUND;
 }
+
+bool CSource::WaitForStreamsIdle(DWORD ms) {
+  const ULONGLONG deadline = GetTickCount64() + ms;
+  for (int i = 0; i < m_iPins; ++i) {
+    ULONGLONG now = GetTickCount64();
+    DWORD left = now < deadline ? static_cast<DWORD>(deadline - now) : 0;
+    if (!m_paStreams[i]->WaitForLoopIdle(left)) return false;
+  }
+  return true;
+}

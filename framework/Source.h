@@ -30,6 +30,10 @@ class CSource : public CBaseFilter {
 
   CCritSec* pStateLock() { return &m_cStateLock; }
 
+  // Waits, up to `ms` in all, until no pin's buffer loop runs. False at the
+  // time-out.
+  bool WaitForStreamsIdle(DWORD ms);
+
   // The stream error code: Set stores a value (0 at start and stop of a
   // recording), Take returns it and resets it to 0 in one step.
   void SetStreamError(HRESULT hr) { InterlockedExchange(&m_hrStreamError, hr); }

@@ -8,12 +8,16 @@ CSourceStream::CSourceStream(const wchar_t* pObjectName, HRESULT* phr, CSource* 
                              const wchar_t* pPinName)
     : CAMThread(phr),
       CBaseOutputPin(pObjectName, pms, pms->pStateLock(), phr, pPinName),
-      m_pSourceFilter(pms) {
+      m_pSourceFilter(pms),
+      m_hLoopIdle(CreateEventW(nullptr, TRUE, TRUE, nullptr)) {
   HRESULT hr = m_pSourceFilter->AddPin(this);
   if (phr != nullptr) *phr = hr;
 }
 
-CSourceStream::~CSourceStream() { m_pSourceFilter->RemovePin(this); }
+CSourceStream::~CSourceStream() {
+  m_pSourceFilter->RemovePin(this);
+  if (m_hLoopIdle) CloseHandle(m_hLoopIdle);
+}
 
 HRESULT CSourceStream::GetMediaType(CMediaType*) { return E_UNEXPECTED; }
 
@@ -117,8 +121,10 @@ DWORD CSourceStream::ThreadProc() {
     switch (com) {
       case CMD_PAUSE:
       case CMD_RUN:
+        ResetEvent(m_hLoopIdle);  // before the reply: the caller sees the loop running
         Reply(S_OK);
         DoBufferProcessingLoop();
+        SetEvent(m_hLoopIdle);
         break;
       case CMD_STOP:
         Reply(S_OK);

@@ -58,6 +58,11 @@ class CSourceStream : public CAMThread, public CBaseOutputPin {
 
   CSource* SourceFilter() const { return m_pSourceFilter; }
 
+  // Waits up to `ms` until the buffer loop is not running (never started,
+  // or ended by end of stream, a failed delivery or CMD_STOP), so that the
+  // last sample filled has been delivered. False at the time-out.
+  bool WaitForLoopIdle(DWORD ms) { return WaitForSingleObject(m_hLoopIdle, ms) == WAIT_OBJECT_0; }
+
  protected:
   // The two halves of IAMStreamConfig::SetFormat and all of GetFormat that
   // every source pin shares; callers hold the filter's state lock.
@@ -73,4 +78,5 @@ class CSourceStream : public CAMThread, public CBaseOutputPin {
   BOOL CheckRequestCommand(Command* pCom);
 
   CSource* m_pSourceFilter;  // weak: the filter owns the pin
+  HANDLE m_hLoopIdle;        // manual-reset; set while the buffer loop is not running
 };

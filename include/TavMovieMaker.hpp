@@ -199,9 +199,9 @@ class Recorder {
   Recorder(const Recorder&) = delete;
   Recorder& operator=(const Recorder&) = delete;
 
-  // The writer ID, for the C functions (0 after a move).
+  // The writer ID, for the C functions (0 after a move). Any thread.
   int id() const noexcept { return id_; }
-  // Between start() and stop().
+  // Between start() and stop(). Any thread.
   bool recording() const noexcept { return recording_; }
 
   // Adds the 48 kHz stereo PCM audio stream, 16- or 24-bit; before start().
@@ -220,10 +220,13 @@ class Recorder {
   void set_audio_compressor(const std::wstring& name) {
     detail::check("TavMovieMakerSetAudioCompressor", TavMovieMakerSetAudioCompressor(id_, name.c_str()));
   }
-  // The chosen compressor's settings, modal on the calling (control, UI) thread.
+  // The chosen video compressor's settings (nothing for "Uncompressed"),
+  // modal on the calling thread: the control thread, which runs your UI.
   void show_video_compressor_dialog(HWND parent = nullptr) {
     detail::check("TavMovieMakerShowCompressorDlg", TavMovieMakerShowCompressorDlg(id_, parent));
   }
+  // "Select Audio Compress Format" for the chosen audio compressor (nothing
+  // before set_audio_compressor), modal on the control thread.
   void show_audio_compressor_dialog(HWND parent = nullptr) {
     detail::check("TavMovieMakerShowAudioCompressorDlg", TavMovieMakerShowAudioCompressorDlg(id_, parent));
   }

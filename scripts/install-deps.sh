@@ -3,7 +3,9 @@
 # apt-get runs only when a package is missing, and updates its lists first.
 set -euo pipefail
 packages=(g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev wine64 wine googletest
-          ffmpeg xvfb xauth cmake make)
+          ffmpeg xvfb xauth cmake make
+          # the Microsoft-format import library and the Microsoft-ABI host test
+          clang lld llvm)
 # tavcam's tests and screenshots: ImageMagick's import grabs the Xvfb screen;
 # fonts-wine has the Marlett font that draws Wine's title bar buttons.
 packages+=(imagemagick fonts-wine)

@@ -3,6 +3,7 @@
 
 #include "compressors/AudioCompressorConfig.h"
 #include "framework/MediaType.h"
+#include "framework/Source.h"
 #include "log/Trace.h"
 #include "writer/ComErrorText.h"
 
@@ -10,8 +11,11 @@ namespace {
 
 const wchar_t kFile[] = L".\\TavMovieMaker";
 
-// How long a stop waits for a source pin to finish delivering its last sample.
-const DWORD kDeliveryWaitMs = 2000;
+// How long a stop waits for the source pins to finish delivering their last
+// samples (as long as a hand-over waits for a pin).
+const DWORD kDeliveryWaitMs = 10000;
+
+CSource* SourceOf(IBaseFilter* filter) { return static_cast<CSource*>(filter); }
 
 // The first pin of a source filter, which is its one output pin. A failing
 // EnumPins or Next raises its HRESULT.
@@ -164,14 +168,15 @@ HRESULT CAviWriter::StopRecord() {
 
 // A hand-over returns once the pin has copied the frame, before the pin has
 // delivered it downstream; stopping the graph in between would lose that last
-// sample. Each running source pin signals "buffer ready" as soon as it is back
-// for its next sample (ReleaseFilterData has already told it to end there),
-// so wait for that, boundedly, before stopping.
+// sample. ReleaseFilterData has told the pins to end their streams after the
+// sample in hand, so wait, boundedly, until their buffer loops have ended.
 void CAviWriter::WaitForLastDeliveries(IMediaControl* control) {
   OAFilterState state = State_Stopped;
   if (control->GetState(0, &state) != S_OK || state != State_Running) return;
-  if (m_pRawFilter && m_hEventBufferReady) WaitForSingleObject(m_hEventBufferReady, kDeliveryWaitMs);
-  if (m_pAudioSource && m_hEventAudioBufferReady) WaitForSingleObject(m_hEventAudioBufferReady, kDeliveryWaitMs);
+  const ULONGLONG deadline = GetTickCount64() + kDeliveryWaitMs;
+  if (m_pRawFilter) SourceOf(m_pRawFilter)->WaitForStreamsIdle(kDeliveryWaitMs);
+  ULONGLONG now = GetTickCount64();
+  if (m_pAudioSource) SourceOf(m_pAudioSource)->WaitForStreamsIdle(now < deadline ? static_cast<DWORD>(deadline - now) : 0);
 }
 
 HRESULT CAviWriter::EmptyGraph() {

@@ -46,9 +46,9 @@ TEST_F(CompressorEnumerationTest, VideoListsUncompressedThenWineCodecs) {
   int count = 0;
   int maxLength = 0;
   EXPECT_EQ(TavMovieMakerGetCompressors(1, nullptr, &count, &maxLength), S_OK);
-  EXPECT_EQ(count, 4);
+  EXPECT_EQ(count, 5);
   EXPECT_EQ(maxLength, 26);  // "Wine Video 1 video codec" (24) + 2
-  EXPECT_EQ(Names(false, count, maxLength), (NameList{L"Uncompressed", L"Cinepak Video codec",
+  EXPECT_EQ(Names(false, count, maxLength), (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec",
                                                    L"Wine MS-RLE video codec", L"Wine Video 1 video codec"}));
   EXPECT_EQ(m_log.Lines(), (NameList{V(kVideoEnter), V(kVideoLeave), V(kVideoEnter), V(kVideoLeave)}));
   EXPECT_EQ(g_pAviWriter->m_pVideoCompressors[0].pMoniker, nullptr);
@@ -60,14 +60,14 @@ TEST_F(CompressorEnumerationTest, FirstCallStoresTheTableInTheWritersRecordOnly)
   int maxLength = 0;
   ASSERT_EQ(TavMovieMakerGetCompressors(1, nullptr, &count, &maxLength), S_OK);
   EXPECT_EQ(Record(1)->pVideoCompressors, g_pAviWriter->m_pVideoCompressors);
-  EXPECT_EQ(Record(1)->nVideoCompressors, 4);
-  EXPECT_EQ(g_pAviWriter->m_nVideoCompressors, 4);
+  EXPECT_EQ(Record(1)->nVideoCompressors, 5);
+  EXPECT_EQ(g_pAviWriter->m_nVideoCompressors, 5);
   EXPECT_EQ(Record(0)->pVideoCompressors, nullptr);
 
   // An ID without a record still builds the loaded writer's table.
   count = 0;
   ASSERT_EQ(TavMovieMakerGetCompressors(42, nullptr, &count, &maxLength), S_OK);
-  EXPECT_EQ(count, 4);
+  EXPECT_EQ(count, 5);
   EXPECT_NE(g_pAviWriter->m_pVideoCompressors, nullptr);
   EXPECT_EQ(Record(0)->pVideoCompressors, nullptr);
 }
@@ -75,13 +75,13 @@ TEST_F(CompressorEnumerationTest, FirstCallStoresTheTableInTheWritersRecordOnly)
 TEST_F(CompressorEnumerationTest, VideoEntryWithoutFriendlyNameIsLeftOut) {
   CategoryEntry unnamed(CLSID_VideoCompressorCategory, L"TavTest Unnamed", nullptr, kSomeClass);
   ASSERT_TRUE(unnamed.Created());
-  ASSERT_EQ(MonikersIn(CLSID_VideoCompressorCategory), 4);  // the enumerator does list it
+  ASSERT_EQ(MonikersIn(CLSID_VideoCompressorCategory), 5);  // the enumerator does list it
   int count = 0;
   int maxLength = 0;
   EXPECT_EQ(TavMovieMakerGetCompressors(1, nullptr, &count, &maxLength), S_OK);
-  EXPECT_EQ(count, 4);
+  EXPECT_EQ(count, 5);
   EXPECT_EQ(maxLength, 26);
-  EXPECT_EQ(Names(false, count, maxLength), (NameList{L"Uncompressed", L"Cinepak Video codec",
+  EXPECT_EQ(Names(false, count, maxLength), (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec",
                                                    L"Wine MS-RLE video codec", L"Wine Video 1 video codec"}));
 }
 
@@ -92,19 +92,19 @@ TEST_F(CompressorEnumerationTest, LongestVideoNameSetsTheLength) {
   int count = 0;
   int maxLength = 0;
   EXPECT_EQ(TavMovieMakerGetCompressors(1, nullptr, &count, &maxLength), S_OK);
-  EXPECT_EQ(count, 5);
+  EXPECT_EQ(count, 6);
   EXPECT_EQ(maxLength, 52);
   NameList names = Names(false, count, maxLength);
-  ASSERT_EQ(names.size(), 5u);
+  ASSERT_EQ(names.size(), 6u);
   EXPECT_EQ(names[0], L"Uncompressed");
   EXPECT_EQ(std::count(names.begin(), names.end(), std::wstring(longName)), 1);
 }
 
 TEST_F(CompressorEnumerationTest, SecondVideoCallWithoutNamesFails) {
-  int count = 4;
+  int count = 5;
   int maxLength = 26;
   EXPECT_EQ(TavMovieMakerGetCompressors(1, nullptr, &count, &maxLength), static_cast<HRESULT>(0x80004005));
-  EXPECT_EQ(count, 4);
+  EXPECT_EQ(count, 5);
   EXPECT_EQ(m_log.Lines(), (NameList{V(kVideoEnter), LogCapture::Line(L"TavMovieMakerGetCompressors", L"ERROR", 0,
                                                                    L"GetCompressors() bad strName")}));
 }
@@ -114,11 +114,11 @@ TEST_F(CompressorEnumerationTest, NameLongerThanTheHostsBufferLeavesItEmpty) {
   int maxLength = 0;
   ASSERT_EQ(TavMovieMakerGetCompressors(1, nullptr, &count, &maxLength), S_OK);
   HRESULT hr = E_FAIL;
-  // 13 characters hold "Uncompressed" but none of the codec names.
-  EXPECT_EQ(Names(false, count, 13, &hr), (NameList{L"Uncompressed", L"", L"", L""}));
+  // 13 characters hold "Uncompressed" and "Tav MJPEG" but none of Wine's codec names.
+  EXPECT_EQ(Names(false, count, 13, &hr), (NameList{L"Uncompressed", L"Tav MJPEG", L"", L"", L""}));
   EXPECT_EQ(hr, S_OK);
   // More names asked for than the table has: the extra buffers come back empty.
-  EXPECT_EQ(Names(false, 6, maxLength, &hr), (NameList{L"Uncompressed", L"Cinepak Video codec",
+  EXPECT_EQ(Names(false, 7, maxLength, &hr), (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec",
                                                     L"Wine MS-RLE video codec", L"Wine Video 1 video codec",
                                                     L"", L""}));
 }
@@ -132,10 +132,10 @@ TEST_F(CompressorEnumerationTest, ANewFirstCallReplacesTheTable) {
     count = 0;
     ASSERT_EQ(TavMovieMakerGetCompressors(1, nullptr, &count, &maxLength), S_OK);
   }
-  EXPECT_EQ(count, 5);
-  EXPECT_EQ(g_pAviWriter->m_nVideoCompressors, 5);
+  EXPECT_EQ(count, 6);
+  EXPECT_EQ(g_pAviWriter->m_nVideoCompressors, 6);
   EXPECT_EQ(Record(1)->pVideoCompressors, g_pAviWriter->m_pVideoCompressors);
-  EXPECT_EQ(Record(1)->nVideoCompressors, 5);
+  EXPECT_EQ(Record(1)->nVideoCompressors, 6);
 }
 
 TEST_F(CompressorEnumerationTest, DeviceEnumeratorThatCannotBeMadeGivesEFail) {

@@ -65,7 +65,7 @@ TEST_F(CompressorSelectionTest, ACodecIsBoundAndMarksTheWriterCompressed) {
   ASSERT_TRUE(g_pAviWriter->m_pVideoCompressor);
   EXPECT_EQ(ClassOf(g_pAviWriter->m_pVideoCompressor), CLSID_AVICo);
   EXPECT_EQ(g_pAviWriter->m_bCompressed, 1);
-  EXPECT_EQ(g_pAviWriter->m_iVideoCompressor, 2);
+  EXPECT_EQ(g_pAviWriter->m_iVideoCompressor, 3);
   ISpecifyPropertyPagesPtr pages(g_pAviWriter->m_pVideoCompressor);
   IAMVfwCompressDialogsPtr dialogs(g_pAviWriter->m_pVideoCompressor);
   EXPECT_EQ(hasDialog, pages || dialogs);
@@ -82,7 +82,7 @@ TEST_F(CompressorSelectionTest, UnknownNameRecordsUncompressedButKeepsTheFilter)
   EXPECT_EQ(static_cast<IBaseFilter*>(g_pAviWriter->m_pVideoCompressor), bound);
   EXPECT_EQ(g_pAviWriter->m_bCompressed, 0);
   EXPECT_TRUE(hasDialog);  // untouched
-  EXPECT_EQ(g_pAviWriter->m_iVideoCompressor, 1);
+  EXPECT_EQ(g_pAviWriter->m_iVideoCompressor, 2);
   EXPECT_EQ(m_log.Lines(), (Lines{V(L"TavMovieMakerSetCompressor -> Enter"), Load(L"CAviWriter::LoadParam -> Enter"),
                                   Load(L"CAviWriter::LoadParam -> Leave"), V(L"TavMovieMakerSetCompressor -> Leave")}));
 }
@@ -144,9 +144,9 @@ TEST_F(CompressorSelectionTest, RefusedWithoutAWriterObject) {
 TEST_F(CompressorSelectionTest, BuildsAMissingVideoTableFirst) {
   bool hasDialog = false;
   EXPECT_EQ(TavMovieMakerSetCompressor(1, L"Wine Video 1 video codec", &hasDialog), S_OK);
-  EXPECT_EQ(g_pAviWriter->m_nVideoCompressors, 4);
+  EXPECT_EQ(g_pAviWriter->m_nVideoCompressors, 5);
   EXPECT_EQ(Record(1)->pVideoCompressors, g_pAviWriter->m_pVideoCompressors);
-  EXPECT_EQ(g_pAviWriter->m_iVideoCompressor, 3);
+  EXPECT_EQ(g_pAviWriter->m_iVideoCompressor, 4);
   EXPECT_TRUE(g_pAviWriter->m_pVideoCompressor);
   EXPECT_EQ(g_pAviWriter->m_bCompressed, 1);
 }
@@ -212,8 +212,8 @@ TEST_F(CompressorSelectionTest, ATableAnotherWriterStillHoldsStaysUsable) {
   EXPECT_EQ(TavMovieMakerSetCompressor(1, L"Wine MS-RLE video codec", &hasDialog), S_OK);
   EXPECT_EQ(g_pAviWriter->m_pVideoCompressors, first);
   EXPECT_TRUE(g_pAviWriter->m_pVideoCompressor);
-  EXPECT_EQ(g_pAviWriter->m_iVideoCompressor, 2);
-  EXPECT_EQ(Names(false, 4, maxLength), (Lines{L"Uncompressed", L"Cinepak Video codec", L"Wine MS-RLE video codec",
+  EXPECT_EQ(g_pAviWriter->m_iVideoCompressor, 3);
+  EXPECT_EQ(Names(false, 5, maxLength), (Lines{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec", L"Wine MS-RLE video codec",
                                                L"Wine Video 1 video codec"}));
 }
 

@@ -37,6 +37,10 @@ HRESULT STDMETHODCALLTYPE TestSinkPin::Write(const void* pv, ULONG cb, ULONG* pc
     if (m_pSink->m_hFile == INVALID_HANDLE_VALUE) return E_UNEXPECTED;
     if (m_pSink->m_nByteBudget >= 0 && m_pSink->m_nBytesWritten + cb > m_pSink->m_nByteBudget)
         return STG_E_MEDIUMFULL;
+    if (m_pSink->m_hWriteGate != nullptr) {
+        SetEvent(m_pSink->m_hWriteStarted);
+        WaitForSingleObject(m_pSink->m_hWriteGate, 30000);
+    }
     LONG delay = InterlockedExchange(&m_pSink->m_nNextWriteDelayMs, 0);
     if (delay > 0) {
         SetEvent(m_pSink->m_hWriteStarted);

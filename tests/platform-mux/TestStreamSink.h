@@ -66,6 +66,9 @@ public:
     // When set, the next write signals m_hWriteStarted and then sleeps this long.
     volatile LONG m_nNextWriteDelayMs = 0;
     HANDLE m_hWriteStarted = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    // When set, every write signals m_hWriteStarted and waits (up to 30 s)
+    // until this event is set: a disk that does not answer.
+    HANDLE m_hWriteGate = nullptr;
     LONGLONG m_nBytesWritten = 0;
 
     HANDLE m_hFile = INVALID_HANDLE_VALUE;

@@ -75,8 +75,9 @@ TEST(TestCard, TheFourFormatsShowTheSamePicture) {
       ASSERT_EQ(0, bgrx[3]);
       const int fullLuma = (77 * bgr[2] + 150 * bgr[1] + 29 * bgr[0] + 128) >> 8;
       ASSERT_EQ(fullLuma, grey[row * TavTestCardStride(width, 2) + x]) << row << "," << x;
+      // YUY2 rows run top-down.
       const int studioLuma = ((66 * bgr[2] + 129 * bgr[1] + 25 * bgr[0] + 128) >> 8) + 16;
-      ASSERT_EQ(studioLuma, yuy2[row * TavTestCardStride(width, 3) + 2 * x]) << row << "," << x;
+      ASSERT_EQ(studioLuma, yuy2[(height - 1 - row) * TavTestCardStride(width, 3) + 2 * x]) << row << "," << x;
     }
   }
 }

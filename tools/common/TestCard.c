@@ -1,5 +1,5 @@
 /* The test card, painted one picture row at a time into an RGB row and then
- * converted into the frame's pixel format at its bottom-up position. */
+ * converted into the frame's pixel format at its row in memory. */
 #include "TestCard.h"
 
 #include <stdint.h>
@@ -166,7 +166,8 @@ int TavTestCardPaint(unsigned char* frame, int width, int height, unsigned pixel
   TextLayout text;
   LayOutText(&text, width, height, frameNumber, timeMs);
   for (int y = 0; y < height; ++y) {
-    unsigned char* out = frame + (size_t)(height - 1 - y) * stride;
+    const int row = pixelFormat == 3 ? y : height - 1 - y;
+    unsigned char* out = frame + (size_t)row * stride;
     memset(out, 0, stride);
     PaintRow(rgb, width, height, y, frameNumber, &text);
     ConvertRow(rgb, width, pixelFormat, out);

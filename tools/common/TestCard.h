@@ -3,8 +3,10 @@
  * pixel-format codes of the public header (TAVMM_PIXEL_*).
  *
  * A frame is laid out as the DLL takes it from a writer set up with a positive
- * height: rows bottom-up (the first row in memory is the bottom of the
- * picture), each padded to 4 bytes.
+ * height, which it copies as it is: each row padded to 4 bytes; for the RGB
+ * and grey codes rows bottom-up (the first row in memory is the bottom of the
+ * picture, as in a Windows DIB), for YUY2 top-down (as an AVI file and its
+ * players hold YUV frames whatever the sign of the height).
  *
  * The picture, top to bottom: seven colour bars; a black box in the middle
  * with "FRAME 000123" and the time "00:04.920" in large digits (a viewer

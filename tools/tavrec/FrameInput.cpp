@@ -81,7 +81,9 @@ std::unique_ptr<FrameInput> OpenTestCard(const Options& options) {
 std::unique_ptr<FrameInput> OpenRawInput(const Options& options, std::wstring& problem) {
   if (options.input == L"-") {
     _setmode(_fileno(stdin), _O_BINARY);
-    return std::make_unique<RawInput>(options, stdin, IsPipe(stdin), false);
+    // Standard input is read as a stream whatever feeds it: its writer may
+    // stop inside a frame (Wine does not report a Unix pipe as one).
+    return std::make_unique<RawInput>(options, stdin, true, false);
   }
   std::FILE* file = _wfopen(options.input.c_str(), L"rb");
   if (!file) {

@@ -1,7 +1,6 @@
 #include "Options.h"
 
 #include <TavMovieMaker.h>
-#include <TestCard.h>
 
 #include <cmath>
 #include <cwchar>
@@ -135,7 +134,6 @@ std::wstring ParseOptions(int argc, wchar_t** argv, Options& o) {
   if (!o.audioCompressor.empty() && !o.tone) return L"--audio-compressor needs --tone";
   if (seenLogOption && o.logPath.empty()) return L"--log-layout and --log-severity need --log FILE";
   if (o.pixelFormat == TAVMM_PIXEL_YUY2 && o.width % 2 != 0) return L"--pixel-format 3 (YUY2) needs an even width";
-  if (TavTestCardFrameBytes(o.width, o.height, o.pixelFormat) == 0) return L"frame size too large";
   return L"";
 }
 
@@ -176,8 +174,9 @@ INPUT
     --input FILE|-
         Raw frames from FILE, or from standard input with "-". Needs --size.
         Recording ends at the end of the input; a partial frame at the end
-        of a pipe ends it too, a partial frame at the end of a file is an
-        input error (exit code 3) after the frames before it are recorded.
+        of standard input (or a pipe) ends it too, a partial frame at the
+        end of a file is an input error (exit code 3) after the frames
+        before it are recorded.
     --size WxH
         Frame size in pixels, 1 to 16384 each (default 640x480).
     --fps RATE

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "Console.h"
@@ -17,6 +18,9 @@
 
 namespace tavrec {
 namespace {
+
+// StartMovieRecord keeps file names of up to 259 characters.
+const size_t kLongestFileName = 259;
 
 void PrintError(const std::wstring& message) { Print(stderr, L"tavrec: " + message + L"\n"); }
 
@@ -33,10 +37,17 @@ bool Call(Failure& failure, const char* exportName, HRESULT hr) {
   return false;
 }
 
+// A usage error found only once the DLL is loaded: the line and the usage.
+int UsageError(const std::wstring& message) {
+  Print(stderr, L"tavrec: " + message + L"\n" + UsageLine());
+  return kUsage;
+}
+
 void PrintFailure(const Failure& failure, const Options& options) {
   wchar_t line[1024];
   TavFormatCallError(failure.exportName, failure.hr, line, 1024);
   PrintError(line);
+  if (std::strncmp(failure.exportName, "TavLog", 6) == 0) return;  // the log itself failed
   PrintError(options.logPath.empty() ? L"the DLL's log was off; run again with --log FILE to see its lines"
                                      : L"the DLL's log is in " + options.logPath);
 }
@@ -54,9 +65,8 @@ int ChooseCompressor(const MovieMaker& mm, int id, bool audio, const std::wstrin
   if (!Call(failure, lister, ListCompressors(audio ? mm.GetAudioCompressors : mm.GetCompressors, id, names)))
     return kLibraryFailed;
   if (std::find(names.begin(), names.end(), name) == names.end()) {
-    PrintError(Format(L"there is no %s compressor named \"%s\" (tavrec --list-compressors lists them)",
-                      audio ? L"audio" : L"video", name.c_str()));
-    return kUsage;
+    return UsageError(Format(L"there is no %s compressor named \"%s\" (tavrec --list-compressors lists them)",
+                             audio ? L"audio" : L"video", name.c_str()));
   }
   bool hasDialog = false;
   const bool ok = audio ? Call(failure, "TavMovieMakerSetAudioCompressor", mm.SetAudioCompressor(id, name.c_str()))
@@ -108,13 +118,15 @@ int Record(const Options& o) {
   Failure failure;
   if (!StartLog(mm, o, failure)) return PrintFailure(failure, o), kLibraryFailed;
 
-  // The test card is painted bottom-up; raw input runs top-down unless told
-  // otherwise, which a negative height tells the DLL.
-  const bool bottomUp = o.input.empty() || o.bottomUp;
+  // With a positive height the DLL copies rows as they are, and a movie holds
+  // RGB and grey rows bottom-up but YUY2 rows top-down; a negative height
+  // reverses them. The test card comes in the movie's order; raw input runs
+  // top-down unless --bottom-up says otherwise.
+  const bool inMovieOrder = o.input.empty() || o.bottomUp == (o.pixelFormat != TAVMM_PIXEL_YUY2);
   unsigned pixelFormat = o.pixelFormat;
   int id = 0;
   int code = kDone;
-  if (!Call(failure, "TavMovieMakerInitEx", mm.InitEx(o.width, bottomUp ? o.height : -o.height, o.fps,
+  if (!Call(failure, "TavMovieMakerInitEx", mm.InitEx(o.width, inMovieOrder ? o.height : -o.height, o.fps,
                                                        &pixelFormat, &id)))
     return PrintFailure(failure, o), kLibraryFailed;
   if (o.tone && !Call(failure, "TavMovieMakerSetAudioStream", mm.SetAudioStream(id, o.audioBits)))
@@ -122,6 +134,10 @@ int Record(const Options& o) {
   if (code == kDone && !o.videoCompressor.empty()) code = ChooseCompressor(mm, id, false, o.videoCompressor, failure);
   if (code == kDone && !o.audioCompressor.empty()) code = ChooseCompressor(mm, id, true, o.audioCompressor, failure);
   const std::wstring movie = FullPath(o.output);
+  if (code == kDone && movie.size() > kLongestFileName) {
+    code = UsageError(Format(L"the output's full path has %zu characters; the DLL takes at most %zu",
+                             movie.size(), kLongestFileName));
+  }
   if (code == kDone && !Call(failure, "TavMovieMakerStartMovieRecord", mm.StartMovieRecord(id, movie.c_str())))
     code = kLibraryFailed;
   if (code != kDone) {
@@ -184,8 +200,13 @@ int Record(const Options& o) {
   figures.emptySlots = slots.emptySlots();
   figures.elapsedSeconds = progress.ElapsedSeconds();
   figures.fileBytes = FileBytes(movie);
-  if (!o.quiet && figures.handed > 0) Print(stdout, Summary(movie, figures, o.fps));
   if (failure) return PrintFailure(failure, o), kLibraryFailed;
+  if (figures.handed > 0 && figures.fileBytes == 0) {
+    PrintError(L"every call returned S_OK, but the DLL wrote nothing into " + movie +
+               (o.logPath.empty() ? L" (run again with --log FILE to see why)" : L" (its log is in " + o.logPath + L")"));
+    return kLibraryFailed;
+  }
+  if (!o.quiet && figures.handed > 0) Print(stdout, Summary(movie, figures, o.fps));
   return code;
 }
 

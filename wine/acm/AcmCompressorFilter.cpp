@@ -1,5 +1,6 @@
 #include "wine/acm/AcmCompressorFilter.h"
 
+#include "wine/common/ComBarrier.h"
 #include "wine/server/PackClasses.h"
 #include "wine/acm/AcmCompressorClsid.h"
 #include "wine/acm/AcmInputPin.h"
@@ -204,8 +205,11 @@ HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Pause()
     CAutoLock lock(&m_filterLock);
     if (m_State == State_Stopped && m_inputPin->IsConnected() && m_outputPin->IsConnected()) {
         CAutoLock stream(m_inputPin->ReceiveLock());
-        const tavacm::WaveFormatBytes output = tavacm::WaveFormatOf(m_outputPin->CurrentMediaType());
-        const HRESULT hr = m_converter.Open(Header(m_input), Header(output));
+        // The converter's buffers are made here: no exception may leave.
+        const HRESULT hr = tavpack::CallWithoutThrowing([&] {
+            const tavacm::WaveFormatBytes output = tavacm::WaveFormatOf(m_outputPin->CurrentMediaType());
+            return m_converter.Open(Header(m_input), Header(output));
+        });
         if (FAILED(hr))
             return hr;
         m_haveTime = false;

@@ -2,6 +2,8 @@
 
 #include <uuids.h>
 
+#include "common/ComBarrier.h"
+
 CPackInputPin::CPackInputPin(const wchar_t* pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr,
                              const wchar_t* pPinName)
     : CBasePin(pObjectName, pFilter, pLock, phr, pPinName, PINDIR_INPUT) {}
@@ -62,6 +64,12 @@ HRESULT STDMETHODCALLTYPE CPackInputPin::Receive(IMediaSample* pSample) {
     CAutoLock lock(&m_csReceive);
     HRESULT hr = CheckStreaming();
     if (hr != S_OK) return hr;
+    return tavpack::CallWithoutThrowing([&] { return ReceiveChecked(pSample); },
+                                        [this](HRESULT thrown) { SetRuntimeError(thrown); });
+}
+
+HRESULT CPackInputPin::ReceiveChecked(IMediaSample* pSample) {
+    HRESULT hr;
     AM_MEDIA_TYPE* pType = nullptr;
     if (pSample->GetMediaType(&pType) == S_OK && pType != nullptr) {
         CMediaType type;
@@ -95,23 +103,36 @@ HRESULT STDMETHODCALLTYPE CPackInputPin::EndOfStream() {
     HRESULT hr = CheckStreaming();
     if (hr != S_OK) return hr;
     m_bAtEndOfStream = true;
-    return OnEndOfStream();
+    return tavpack::CallWithoutThrowing([&] { return OnEndOfStream(); },
+                                        [this](HRESULT thrown) { SetRuntimeError(thrown); });
 }
 
 HRESULT STDMETHODCALLTYPE CPackInputPin::BeginFlush() {
     m_bFlushing = true;
-    return OnBeginFlush();
+    return tavpack::CallWithoutThrowing([&] { return OnBeginFlush(); });
 }
 
 HRESULT STDMETHODCALLTYPE CPackInputPin::EndFlush() {
     HRESULT hr;
     {
         CAutoLock lock(&m_csReceive);
-        hr = OnEndFlush();
+        hr = tavpack::CallWithoutThrowing([&] { return OnEndFlush(); });
         m_bAtEndOfStream = false;
     }
     m_bFlushing = false;
     return hr;
+}
+
+HRESULT STDMETHODCALLTYPE CPackInputPin::ReceiveConnection(IPin* pConnector, const AM_MEDIA_TYPE* pmt) {
+    return tavpack::CallWithoutThrowing([&] { return CBasePin::ReceiveConnection(pConnector, pmt); });
+}
+
+HRESULT STDMETHODCALLTYPE CPackInputPin::Disconnect() {
+    return tavpack::CallWithoutThrowing([&] { return CBasePin::Disconnect(); });
+}
+
+HRESULT STDMETHODCALLTYPE CPackInputPin::QueryAccept(const AM_MEDIA_TYPE* pmt) {
+    return tavpack::CallWithoutThrowing([&] { return CBasePin::QueryAccept(pmt); });
 }
 
 HRESULT CPackInputPin::CheckConnect(IPin* pPin) { return CBasePin::CheckConnect(pPin); }

@@ -24,6 +24,12 @@
 //   flushing                        -> S_FALSE (sample dropped)
 //   after EndOfStream               -> VFW_E_SAMPLE_REJECTED_EOS
 //   after SetRuntimeError(hr)       -> hr, until the next Active
+//
+// No exception leaves the pin (common/ComBarrier.h): one thrown while a
+// sample or end of stream is handled is returned as its HRESULT
+// (E_OUTOFMEMORY, E_FAIL), which the upstream source keeps as its stream
+// error, and becomes the pin's runtime error, as what the filter holds may be
+// half updated. Connection, flush and QueryAccept return it and go on.
 #pragma once
 
 #include <windows.h>
@@ -60,6 +66,10 @@ public:
     HRESULT STDMETHODCALLTYPE EndOfStream() override;  // CheckStreaming, then OnEndOfStream
     HRESULT STDMETHODCALLTYPE BeginFlush() override;
     HRESULT STDMETHODCALLTYPE EndFlush() override;
+    // CBasePin's, behind the exception barrier (they call the derived pin).
+    HRESULT STDMETHODCALLTYPE ReceiveConnection(IPin* pConnector, const AM_MEDIA_TYPE* pmt) override;
+    HRESULT STDMETHODCALLTYPE Disconnect() override;
+    HRESULT STDMETHODCALLTYPE QueryAccept(const AM_MEDIA_TYPE* pmt) override;
 
     // CBasePin
     HRESULT CheckConnect(IPin* pPin) override;  // the peer must be an output pin
@@ -92,6 +102,9 @@ protected:
     BOOL m_bReadOnly = FALSE;
 
 private:
+    // Receive after CheckStreaming: the sample's own media type, then OnReceive.
+    HRESULT ReceiveChecked(IMediaSample* pSample);
+
     CCritSec m_csReceive;
     volatile bool m_bActive = false;
     volatile bool m_bFlushing = false;

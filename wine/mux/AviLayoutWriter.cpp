@@ -4,6 +4,9 @@
 #include <cstring>
 #include <numeric>
 
+#include "common/ComBarrier.h"
+#include "common/PackLog.h"
+
 namespace {
 
 constexpr std::uint32_t kAvifHasIndex = 0x10;
@@ -70,20 +73,27 @@ int AviLayoutWriter::AddStream(const AviStreamFormat& format) {
     return number;
 }
 
+template <typename Work>
+HRESULT AviLayoutWriter::Guarded(Work&& work) {
+    return tavpack::CallWithoutThrowing(work, [this](HRESULT thrown) { Fail(thrown); });
+}
+
 HRESULT AviLayoutWriter::Begin() {
     if (begun_) return E_UNEXPECTED;
     if (streams_.size() > 99) return E_INVALIDARG;
     begun_ = true;
-    RiffBytes header;
-    BuildHeaders(header);
-    headerSize_ = header.Size();
-    riffStart_ = 0;
-    moviStart_ = headerSize_ - 12;
-    riffCount_ = 1;
-    HRESULT hr = Append(header.Data(), header.Size());
-    if (FAILED(hr)) return hr;
-    // The header goes out at once so a sink that cannot write fails the start.
-    return Flush();
+    return Guarded([&] {
+        RiffBytes header;
+        BuildHeaders(header);
+        headerSize_ = header.Size();
+        riffStart_ = 0;
+        moviStart_ = headerSize_ - 12;
+        riffCount_ = 1;
+        HRESULT hr = Append(header.Data(), header.Size());
+        if (FAILED(hr)) return hr;
+        // The header goes out at once so a sink that cannot write fails the start.
+        return Flush();
+    });
 }
 
 void AviLayoutWriter::BuildHeaders(RiffBytes& out) const {
@@ -218,16 +228,23 @@ HRESULT AviLayoutWriter::WriteSample(int stream, const void* data, std::uint32_t
     if (stream < 0 || stream >= StreamCount()) return E_INVALIDARG;
     const Stream& s = streams_[stream];
     bool key = s.format.isVideo && s.format.temporalCompression ? keyFrame : true;
-    return AppendChunk(stream, data, size, key);
+    return Guarded([&] { return AppendChunk(stream, data, size, key); });
 }
 
 HRESULT AviLayoutWriter::WriteEmptySlots(int stream, std::uint32_t count) {
     if (stream < 0 || stream >= StreamCount()) return E_INVALIDARG;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        HRESULT hr = AppendChunk(stream, nullptr, 0, false);
-        if (FAILED(hr)) return hr;
+    if (count > kMaxGapSlots) {
+        tavpack::LogWarning("AviLayoutWriter::WriteEmptySlots",
+                            L"Gap of %u frame slots in stream %d recorded as %u", count, stream, kMaxGapSlots);
+        count = kMaxGapSlots;
     }
-    return S_OK;
+    return Guarded([&] {
+        for (std::uint32_t i = 0; i < count; ++i) {
+            HRESULT hr = AppendChunk(stream, nullptr, 0, false);
+            if (FAILED(hr)) return hr;
+        }
+        return S_OK;
+    });
 }
 
 HRESULT AviLayoutWriter::AppendChunk(int stream, const void* data, std::uint32_t size, bool keyFrame) {
@@ -354,15 +371,17 @@ HRESULT AviLayoutWriter::OpenAvix() {
 HRESULT AviLayoutWriter::Finish() {
     if (finished_ || !begun_) return S_OK;
     if (FAILED(failure_)) return failure_;
-    HRESULT hr = CloseRiff();
-    if (FAILED(hr)) return hr;
-    finished_ = true;
-    RiffBytes header;
-    BuildHeaders(header);
-    if (header.Size() != headerSize_) return Fail(E_UNEXPECTED);
-    hr = sink_.WriteAt(0, header.Data(), header.Size());
-    if (FAILED(hr)) return Fail(hr);
-    return S_OK;
+    return Guarded([&] {
+        HRESULT hr = CloseRiff();
+        if (FAILED(hr)) return hr;
+        finished_ = true;
+        RiffBytes header;
+        BuildHeaders(header);
+        if (header.Size() != headerSize_) return Fail(E_UNEXPECTED);
+        hr = sink_.WriteAt(0, header.Data(), header.Size());
+        if (FAILED(hr)) return Fail(hr);
+        return S_OK;
+    });
 }
 
 HRESULT AviLayoutWriter::Checkpoint() {

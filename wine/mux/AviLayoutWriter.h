@@ -19,7 +19,8 @@
 //
 // Not thread-safe: the caller serialises every call (the mux holds its write
 // lock). Every method returns the sink's failure unchanged; after a failure the
-// writer refuses further work with that same HRESULT.
+// writer refuses further work with that same HRESULT. Nothing throws: running
+// out of memory is such a failure, E_OUTOFMEMORY.
 #pragma once
 
 #include "mux/PositionalWriter.h"
@@ -71,7 +72,14 @@ public:
     // temporal compression.
     HRESULT WriteSample(int stream, const void* data, std::uint32_t size, bool keyFrame);
 
-    // Appends count zero-length chunks (dropped frame slots) for the stream.
+    // The most empty slots one gap leaves: at 25 frames per second a little
+    // more than an hour. A frame number or time stamp far ahead would otherwise
+    // cost an index entry per slot, gigabytes of file and minutes of writing.
+    static constexpr std::uint32_t kMaxGapSlots = 100000;
+
+    // Appends count zero-length chunks (dropped frame slots) for the stream;
+    // more than kMaxGapSlots are recorded as kMaxGapSlots, with a WARNING line
+    // (common/PackLog.h).
     HRESULT WriteEmptySlots(int stream, std::uint32_t count);
 
     // Video: changes the frame slot duration (before Finish), for a stream
@@ -124,6 +132,9 @@ private:
         std::uint32_t size;
     };
 
+    // Runs work behind the exception barrier; a throw is a failure (Fail).
+    template <typename Work>
+    HRESULT Guarded(Work&& work);
     HRESULT AppendChunk(int stream, const void* data, std::uint32_t size, bool keyFrame);
     HRESULT MakeRoomFor(std::uint32_t size);
     HRESULT CloseRiff();

@@ -4,7 +4,9 @@
 // for one buffer can fill the next frame while the mux's writer thread still
 // holds the previous ones (see MuxWriteQueue). The grant is at least
 // kMinBuffers and otherwise as many as fit in kBufferBudget bytes, at most
-// kMaxBuffers; the buffer size, alignment and prefix are left as asked.
+// kMaxBuffers (one being filled, one waiting in Receive, two in the mux's
+// queue), and never fewer than asked; the buffer size, alignment and prefix
+// are left as asked.
 //
 // Samples come from (and return to) the inner allocator; every other method
 // is passed through. Any thread, as the inner allocator.
@@ -16,7 +18,7 @@
 class MuxAllocator : public IMemAllocator {
 public:
     static constexpr long kMinBuffers = 3;
-    static constexpr long kMaxBuffers = 16;
+    static constexpr long kMaxBuffers = 4;
     static constexpr long long kBufferBudget = 32ll * 1024 * 1024;
 
     // A new allocator with one reference, or the failure of creating the inner one.

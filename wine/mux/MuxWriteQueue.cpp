@@ -22,23 +22,17 @@ HRESULT MuxWriteQueue::Start() {
     return m_hThread != nullptr ? S_OK : HRESULT_FROM_WIN32(GetLastError());
 }
 
-bool MuxWriteQueue::HasRoomFor(long long bytes) const {
-    if (m_nHeld < 2) return true;
-    return m_nHeld < kMaxHeld && m_nBytesHeld + bytes <= kMaxBytes;
-}
-
 HRESULT MuxWriteQueue::Push(CAviMuxInputPin* pPin, IMediaSample* pSample) {
-    long long bytes = pSample->GetSize();
     EnterCriticalSection(&m_cs);
-    while (SUCCEEDED(m_hrFailure) && !m_bStopping && m_hThread != nullptr && !HasRoomFor(bytes))
+    while (SUCCEEDED(m_hrFailure) && !m_bStopping && m_hThread != nullptr && m_nHeld >= kMaxHeld)
         SleepConditionVariableCS(&m_changed, &m_cs, INFINITE);
     HRESULT hr = FAILED(m_hrFailure) ? m_hrFailure : (m_bStopping || m_hThread == nullptr) ? VFW_E_WRONG_STATE : S_OK;
     if (hr == S_OK) {
         try {
-            m_items.push_back({pPin, pSample, bytes});
+            m_items.push_back({pPin, pSample});
             pSample->AddRef();
+            ++m_nPushed;
             ++m_nHeld;
-            m_nBytesHeld += bytes;
         } catch (const std::bad_alloc&) {
             hr = E_OUTOFMEMORY;
         }
@@ -50,7 +44,9 @@ HRESULT MuxWriteQueue::Push(CAviMuxInputPin* pPin, IMediaSample* pSample) {
 
 HRESULT MuxWriteQueue::Drain() {
     EnterCriticalSection(&m_cs);
-    while (m_nHeld > 0 && m_hThread != nullptr) SleepConditionVariableCS(&m_changed, &m_cs, INFINITE);
+    // Only what was pushed before: another input may keep the queue busy.
+    const unsigned long long pushed = m_nPushed;
+    while (m_nDone < pushed && m_hThread != nullptr) SleepConditionVariableCS(&m_changed, &m_cs, INFINITE);
     HRESULT hr = m_hrFailure;
     LeaveCriticalSection(&m_cs);
     return hr;
@@ -122,7 +118,7 @@ void MuxWriteQueue::Run() {
         EnterCriticalSection(&m_cs);
         if (FAILED(hr) && SUCCEEDED(m_hrFailure)) m_hrFailure = hr;
         --m_nHeld;
-        m_nBytesHeld -= item.bytes;
+        ++m_nDone;
         WakeAllConditionVariable(&m_changed);
     }
     LeaveCriticalSection(&m_cs);

@@ -1,14 +1,14 @@
 // MuxWriteQueue: lets the AVI Mux write on a thread of its own. The upstream
 // streaming threads Push samples (the queue holds a reference to each) and
 // return at once; one writer thread hands them to the Writer in arrival
-// order and releases them. The queue is bounded: Push waits while it holds
-// kMaxHeld samples, or would pass kMaxBytes of sample buffers (it always
-// takes a second sample, however large), counting the one being written.
-// Memory therefore stays flat, and the upstream allocator's own limit still
-// applies (a sample held here is a buffer the source cannot fill).
+// order and releases them. The queue is short: Push waits while it holds
+// kMaxHeld samples, counting the one being written. That is enough for the
+// source to copy the next frame while the last one is written, keeps memory
+// flat, and keeps a write failure close to the sample that met it.
 //
 // After a write fails, the queue keeps the first failure: Push returns it
-// and queued samples are released unwritten.
+// (so the failure reaches upstream at most kMaxHeld + 1 samples late) and
+// queued samples are released unwritten.
 //
 // While no sample arrives the writer thread still wakes every
 // kTickIntervalMs and calls Writer::Tick, so that the writer can put its
@@ -27,8 +27,7 @@ class CAviMuxInputPin;
 
 class MuxWriteQueue {
 public:
-    static constexpr unsigned kMaxHeld = 16;
-    static constexpr long long kMaxBytes = 32ll * 1024 * 1024;
+    static constexpr unsigned kMaxHeld = 2;
     static constexpr DWORD kTickIntervalMs = 250;
 
     class Writer {
@@ -60,11 +59,9 @@ private:
     struct Item {
         CAviMuxInputPin* pin;
         IMediaSample* sample;  // counted reference
-        long long bytes;
     };
     static DWORD WINAPI ThreadMain(void* self);
     void Run();
-    bool HasRoomFor(long long bytes) const;
     // Runs work, turning an exception into its HRESULT.
     template <typename Work>
     static HRESULT Guarded(Work work);
@@ -74,7 +71,8 @@ private:
     CONDITION_VARIABLE m_changed;  // anything below changed
     std::deque<Item> m_items;
     unsigned m_nHeld = 0;          // queued + the one being written
-    long long m_nBytesHeld = 0;
+    unsigned long long m_nPushed = 0;  // samples pushed so far
+    unsigned long long m_nDone = 0;    // of them, written or dropped
     bool m_bStopping = false;
     HRESULT m_hrFailure = S_OK;
     HANDLE m_hThread = nullptr;

@@ -1,5 +1,7 @@
 #include "server/ClassFactory.h"
 
+#include "common/ComBarrier.h"
+
 namespace tavpack {
 
 ClassFactory::ClassFactory(const PackClass* entry) : m_entry(entry)
@@ -46,7 +48,7 @@ STDMETHODIMP ClassFactory::CreateInstance(IUnknown* outer, REFIID riid, void** o
     // COM aggregation: the outer object may only ask for our IUnknown.
     if (outer != nullptr && !IsEqualIID(riid, IID_IUnknown))
         return CLASS_E_NOAGGREGATION;
-    return m_entry->create(outer, riid, object);
+    return CallWithoutThrowing([&] { return m_entry->create(outer, riid, object); });
 }
 
 STDMETHODIMP ClassFactory::LockServer(BOOL lock)

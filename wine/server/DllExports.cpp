@@ -1,5 +1,6 @@
 // Entry points of TavPlatformPack.dll: the four COM server exports.
 
+#include "common/ComBarrier.h"
 #include "framework/BaseObject.h"
 #include "server/ClassFactory.h"
 #include "server/PackClasses.h"
@@ -10,6 +11,13 @@
 #define TAV_PACK_HAS_ACM 1
 #else
 #define TAV_PACK_HAS_ACM 0
+#endif
+
+#if __has_include("mjpeg/MjpegCategory.h")
+#include "mjpeg/MjpegCategory.h"
+#define TAV_PACK_HAS_MJPEG 1
+#else
+#define TAV_PACK_HAS_MJPEG 0
 #endif
 
 #include <new>
@@ -60,22 +68,35 @@ extern "C" HRESULT __stdcall DllCanUnloadNow()
 
 extern "C" HRESULT __stdcall DllRegisterServer()
 {
-    const std::wstring path = ModulePath();
-    HRESULT hr = tavpack::RegisterPackClasses(path.c_str());
+    return tavpack::CallWithoutThrowing([] {
+        const std::wstring path = ModulePath();
+        HRESULT hr = tavpack::RegisterPackClasses(path.c_str());
 #if TAV_PACK_HAS_ACM
-    if (SUCCEEDED(hr))
-        hr = AcmRegisterCompressorCategory(path.c_str());
+        if (SUCCEEDED(hr))
+            hr = AcmRegisterCompressorCategory(path.c_str());
 #endif
-    return hr;
+#if TAV_PACK_HAS_MJPEG
+        if (SUCCEEDED(hr))
+            hr = MjpegRegisterCompressorCategory();
+#endif
+        return hr;
+    });
 }
 
 extern "C" HRESULT __stdcall DllUnregisterServer()
 {
-    HRESULT hr = tavpack::UnregisterPackClasses();
+    return tavpack::CallWithoutThrowing([] {
+        HRESULT hr = tavpack::UnregisterPackClasses();
 #if TAV_PACK_HAS_ACM
-    const HRESULT acm = AcmUnregisterCompressorCategory();
-    if (SUCCEEDED(hr))
-        hr = acm;
+        const HRESULT acm = AcmUnregisterCompressorCategory();
+        if (SUCCEEDED(hr))
+            hr = acm;
 #endif
-    return hr;
+#if TAV_PACK_HAS_MJPEG
+        const HRESULT mjpeg = MjpegUnregisterCompressorCategory();
+        if (SUCCEEDED(hr))
+            hr = mjpeg;
+#endif
+        return hr;
+    });
 }

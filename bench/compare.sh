@@ -1,0 +1,212 @@
+#!/usr/bin/env bash
+# Records the same raw frames with four contenders and prints a table of
+# frames per second, side by side:
+#   dll    TavMovieMaker.dll through its public header (dll_record_bench.exe)
+#   vfw    Video for Windows AVIFile under Wine (vfw_record_bench.exe)
+#   ffmpeg ffmpeg -f rawvideo ... -c:v rawvideo
+#   bound  dd bs=1M of the raw frames (page cache to the target): no program
+#          that writes these bytes can be faster
+# once to tmpfs (/dev/shm) and once to disk. Each case runs --rounds rounds;
+# in each round every contender runs once, in an order rotated per round,
+# and before each run a file of the same size is written to the target and
+# deleted (so disk figures do not depend on what ran before). Figures are
+# medians with min-max. Then the hand-over rate of tiny frames (16x16) next
+# to a Wine event ping-pong (the floor of a hand-over) and the DLL's peak
+# committed memory at two recording lengths.
+#
+# The Wine hosts time themselves (first frame to the closed file); ffmpeg
+# and dd are timed from outside (their start-up takes milliseconds).
+#
+# Usage: bash bench/compare.sh [--rounds N] [--tiny] [--no-build] [--out FILE]
+#   --tiny   tiny frame sizes and counts (a smoke run; figures mean nothing)
+#   --no-build  use the programs already built (the smoke test does)
+#   --out    where the Markdown report goes (default docs/benchmarks.md;
+#            "-" for standard output only)
+# Environment: TAV_BUILD_DIR (default build), TAV_BENCH_DISK (a folder on
+# disk; default the build folder).
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+build=${TAV_BUILD_DIR:-$root/build}
+rounds=5
+tiny=0
+build_first=1
+out=$root/docs/benchmarks.md
+while [ $# -gt 0 ]; do
+  case $1 in
+    --rounds) rounds=$2; shift 2 ;;
+    --tiny) tiny=1; shift ;;
+    --no-build) build_first=0; shift ;;
+    --out) out=$2; shift 2 ;;
+    *) echo "compare.sh: unknown argument $1 (see the head of bench/compare.sh)" >&2; exit 2 ;;
+  esac
+done
+
+# Build what is needed (a fresh clone has no build tree yet).
+if [ $build_first = 1 ]; then
+  if [ ! -f "$build/CMakeCache.txt" ]; then
+    (cd "$root" && cmake --preset default >/dev/null)
+  fi
+  cmake --build "$build" --target dll_record_bench vfw_record_bench event_pingpong_bench TavMovieMaker \
+    TavPlatformPack -j2 >/dev/null
+fi
+bin=$build/bin
+run_wine() { bash "$root/cmake/wine-run.sh" "$@"; }
+winpath() { echo "Z:${1//\//\\}"; }
+
+work_shm=$(mktemp -d /dev/shm/tav-bench.XXXXXX)
+work_disk=$(mktemp -d "${TAV_BENCH_DISK:-$build}/tav-bench.XXXXXX")
+trap 'rm -rf "$work_shm" "$work_disk"' EXIT
+
+if [ $tiny = 1 ]; then
+  cases=("64x48 grey 40" "32x24 rgb24 20")
+  tiny_frames=200
+  memory_lengths=(20 60)
+else
+  cases=("640x480 grey 2000" "1920x1080 rgb24 300" "4096x3000 grey 100")
+  tiny_frames=20000
+  memory_lengths=(2000 10000)
+fi
+contenders=(dll vfw ffmpeg bound)
+
+now() { date +%s.%N; }
+# fps of one run, on stdout; the contender's own output goes to the log.
+run_one() {
+  local who=$1 src=$2 w=$3 h=$4 fmt=$5 n=$6 dest=$7 t0 t1 line pixfmt
+  case $who in
+    dll | vfw)
+      line=$(run_wine "$bin/${who}_record_bench.exe" "$(winpath "$src")" "$w" "$h" "$fmt" "$n" "$(winpath "$dest")")
+      echo "$line" >>"$log"
+      sed -n 's/.* fps=\([0-9.]*\).*/\1/p' <<<"$line" ;;
+    ffmpeg)
+      pixfmt=gray; [ "$fmt" = rgb24 ] && pixfmt=bgr24
+      t0=$(now)
+      ffmpeg -v error -y -f rawvideo -pix_fmt $pixfmt -s "${w}x$h" -r 25 -i "$src" -frames:v "$n" -c:v rawvideo \
+        "$dest" >>"$log" 2>&1
+      t1=$(now)
+      awk -v n="$n" -v a="$t0" -v b="$t1" 'BEGIN { printf "%.1f\n", n / (b - a) }' ;;
+    bound)
+      t0=$(now)
+      dd if="$src" of="$dest" bs=1M status=none
+      t1=$(now)
+      awk -v n="$n" -v a="$t0" -v b="$t1" 'BEGIN { printf "%.1f\n", n / (b - a) }' ;;
+  esac
+  rm -f "$dest"
+}
+
+# "median (min-max)" of numbers on stdin; the median alone with --median.
+stats() {
+  sort -g | awk -v only="${1:-}" '{ v[NR] = $1 } END {
+    if (NR == 0) { print "n/a"; exit }
+    m = NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2
+    if (only == "--median") printf "%.1f\n", m; else printf "%.0f (%.0f-%.0f)\n", m, v[1], v[NR] }'
+}
+ratio() { awk -v a="$1" -v b="$2" 'BEGIN { if (b > 0) printf "%.2f", a / b; else printf "n/a" }'; }
+
+log=$work_disk/runs.log
+declare -A figures
+table="| target | frames | DLL | ffmpeg \`-c:v rawvideo\` | VfW AVIFile (Wine) | bound (dd) | DLL / bound | DLL / ffmpeg |
+|---|---|---|---|---|---|---|---|"
+for spec in "${cases[@]}"; do
+  read -r size fmt n <<<"$spec"
+  w=${size%x*}; h=${size#*x}
+  bpp=1; [ "$fmt" = rgb24 ] && bpp=3
+  bytes=$(( w * bpp * h * n ))
+  src=$work_shm/frames.raw
+  pixfmt=gray; [ "$fmt" = rgb24 ] && pixfmt=bgr24
+  ffmpeg -v error -y -f lavfi -i "testsrc=size=${w}x$h:rate=25" -frames:v "$n" -pix_fmt $pixfmt -f rawvideo "$src"
+  for target in shm disk; do
+    dir=$work_shm; [ $target = disk ] && dir=$work_disk
+    for c in "${contenders[@]}"; do figures[$c]=""; done
+    for (( r = 0; r < rounds; r++ )); do
+      for (( i = 0; i < ${#contenders[@]}; i++ )); do
+        c=${contenders[$(( (i + r) % ${#contenders[@]} ))]}
+        # A same-size file written and deleted first, on the same target.
+        dd if=/dev/zero of="$dir/prewrite" bs=1M count=$(( bytes / 1048576 + 1 )) status=none
+        rm -f "$dir/prewrite"
+        fps=$(run_one "$c" "$src" "$w" "$h" "$fmt" "$n" "$dir/$c.avi")
+        figures[$c]+="$fps"$'\n'
+      done
+    done
+    med() { printf '%s' "${figures[$1]}" | stats --median; }
+    row="| $target | $size $fmt x$n |"
+    for c in dll ffmpeg vfw bound; do row+=" $(printf '%s' "${figures[$c]}" | stats) |"; done
+    row+=" $(ratio "$(med dll)" "$(med bound)") | $(ratio "$(med dll)" "$(med ffmpeg)") |"
+    table+=$'\n'"$row"
+    echo "$row"
+  done
+  rm -f "$src"
+done
+
+# Tiny frames: the hand-over itself, next to the event ping-pong floor.
+handover="" pingpong=""
+for (( r = 0; r < rounds; r++ )); do
+  line=$(run_wine "$bin/dll_record_bench.exe" - 16 16 grey "$tiny_frames" "$(winpath "$work_shm/tiny.avi")")
+  echo "$line" >>"$log"
+  handover+="$(sed -n 's/.* fps=\([0-9.]*\).*/\1/p' <<<"$line")"$'\n'
+  rm -f "$work_shm/tiny.avi"
+  line=$(run_wine "$bin/event_pingpong_bench.exe" "$tiny_frames")
+  echo "$line" >>"$log"
+  pingpong+="$(sed -n 's/.* per_second=\([0-9.]*\).*/\1/p' <<<"$line")"$'\n'
+done
+handover_med=$(printf '%s' "$handover" | stats --median)
+pingpong_med=$(printf '%s' "$pingpong" | stats --median)
+tiny_table="| 16x16 grey frames through the DLL (frames/s) | Wine event ping-pong (round trips/s) |
+|---|---|
+| $(printf '%s' "$handover" | stats) = $(awk -v f="$handover_med" 'BEGIN { printf "%.0f", 1e6 / f }') µs each | $(printf '%s' "$pingpong" | stats) = $(awk -v f="$pingpong_med" 'BEGIN { printf "%.0f", 1e6 / f }') µs each |"
+echo "$tiny_table"
+
+# Peak committed memory of the DLL's host at two recording lengths.
+memory_table="| 640x480 grey frames recorded | peak committed memory of the host |
+|---|---|"
+for n in "${memory_lengths[@]}"; do
+  line=$(run_wine "$bin/dll_record_bench.exe" - 640 480 grey "$n" "$(winpath "$work_shm/memory.avi")")
+  echo "$line" >>"$log"
+  rm -f "$work_shm/memory.avi"
+  memory_table+=$'\n'"| $n | $(sed -n 's/.*peak_commit_mb=\([0-9.]*\).*/\1/p' <<<"$line") MB |"
+done
+echo "$memory_table"
+
+tiny_flag=""; [ $tiny = 1 ] && tiny_flag=" --tiny"
+cpu=$(sed -n 's/^model name[[:space:]]*: //p' /proc/cpuinfo | head -1)
+report="# Benchmarks: recording raw frames to AVI
+
+Made by \`bash bench/compare.sh$tiny_flag --rounds $rounds\` on $(date -u '+%Y-%m-%d %H:%M UTC').
+Machine: $(nproc) cores ($cpu), $(awk '/MemTotal/ { printf "%.0f GB", $2 / 1048576 }' /proc/meminfo) RAM,
+Linux $(uname -r), $(wine --version 2>/dev/null || echo Wine), $(ffmpeg -version | head -1 | cut -d' ' -f1-3).
+The machine was shared with other developers building and testing while
+this ran, so single figures vary; the medians of interleaved rounds are what
+to compare.
+
+## Frames per second
+
+Medians of $rounds rounds (min-max). Every contender writes the same raw
+frames, read from a file in tmpfs, into an uncompressed AVI (dd copies the
+raw bytes: the bound). Contenders run interleaved, in an order rotated each
+round, each after a same-size file was written to its target and deleted.
+
+$table
+
+Goals for the tmpfs rows: 1920x1080 RGB24 and 4096x3000 grey at least 0.9 of
+the bound; 640x480 grey at least ffmpeg's rate (DLL / ffmpeg >= 1).
+
+## Hand-over of tiny frames
+
+$tiny_frames frames of 16x16 grey through the DLL into tmpfs, next to two Wine
+threads passing the turn through two auto-reset events (what each hand-over
+must do at least), medians of $rounds interleaved rounds (min-max).
+
+$tiny_table
+
+## Memory
+
+Peak committed bytes of the host process recording through the DLL (the
+AVI Mux holds at most two samples and grants the source at most four
+buffers). Goal: flat with the recording's
+length.
+
+$memory_table
+"
+if [ "$out" != - ]; then
+  printf '%s' "$report" >"$out"
+  echo "compare.sh: wrote $out"
+fi

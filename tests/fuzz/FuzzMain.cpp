@@ -1,0 +1,319 @@
+// The fuzz host: random call sequences against TavMovieMaker.dll, each made
+// from a seed and so replayable.
+//
+//   tav_fuzz --run FIRST COUNT [--batch N] [--hang-seconds S] [--idle-every K]
+//            [--control-while-recording] [--shrink-trials T]
+//       runs seeds FIRST .. FIRST+COUNT-1, N sequences per child process,
+//       watched from here: a child that dies is a crash, one that makes no
+//       progress for S seconds (more than any documented wait) is a hang, one
+//       that reports a clean recording whose movie does not read back is a
+//       bad file. A failure is run again alone, shrunk to a minimal sequence
+//       and printed with its seed. Prints the totals; exit status 1 when
+//       anything failed.
+//   tav_fuzz --replay SEED [--keep I,J,...] [options]
+//       runs one sequence (or the listed steps of it) and prints every call.
+//
+// K: every K-th seed keeps one hand-over with no recording running (a 10 s
+// wait); 0 keeps none.
+#include <windows.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "tests/fuzz/FuzzHost.h"
+#include "tests/fuzz/FuzzSequence.h"
+
+namespace {
+
+using tavfuzz::FuzzHost;
+using tavfuzz::Options;
+using tavfuzz::Outcome;
+
+// What a child shares with the watching parent.
+struct Progress {
+  volatile LONGLONG seed;
+  volatile LONG step;
+  volatile LONG beat;
+  volatile LONG badFile;
+  volatile LONG badStep;
+  char message[1024];
+};
+
+struct Settings {
+  unsigned long long first = 1, count = 1;
+  unsigned batch = 50;
+  unsigned hangSeconds = 45;
+  unsigned idleEvery = 0;
+  unsigned shrinkTrials = 40;
+  bool controlWhileRecording = false;
+  std::vector<int> keep;
+  std::wstring progressName;
+  bool print = false;
+};
+
+std::vector<int> ParseList(const char* text) {
+  std::vector<int> list;
+  for (const char* p = text; *p;) {
+    list.push_back(atoi(p));
+    const char* comma = strchr(p, ',');
+    if (!comma) break;
+    p = comma + 1;
+  }
+  return list;
+}
+
+std::string ListText(const std::vector<int>& list) {
+  std::string text;
+  for (int i : list) text += (text.empty() ? "" : ",") + std::to_string(i);
+  return text;
+}
+
+Options OptionsFor(const Settings& settings, unsigned long long seed) {
+  Options options;
+  options.controlWhileRecording = settings.controlWhileRecording;
+  options.idleHandOver = settings.idleEvery != 0 && seed % settings.idleEvery == 0;
+  options.print = settings.print;
+  return options;
+}
+
+// ---- Child: runs the sequences, reports progress through shared memory ----
+
+int RunChild(const Settings& settings) {
+  HANDLE mapping = OpenFileMappingW(FILE_MAP_WRITE, FALSE, settings.progressName.c_str());
+  Progress local = {};
+  Progress* progress = &local;
+  if (mapping) progress = static_cast<Progress*>(MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, sizeof(Progress)));
+  FuzzHost host;
+  if (!host.Loaded()) {
+    printf("TavMovieMaker.dll or one of its exports was not found\n");
+    return 3;
+  }
+  for (unsigned long long seed = settings.first; seed < settings.first + settings.count; ++seed) {
+    progress->seed = static_cast<LONGLONG>(seed);
+    std::vector<tavfuzz::Step> steps = tavfuzz::GenerateSequence(seed);
+    Outcome outcome = host.Run(steps, settings.keep, OptionsFor(settings, seed), [&](int step) {
+      progress->step = step;
+      InterlockedIncrement(&progress->beat);
+    });
+    if (!outcome.ok) {
+      progress->badStep = outcome.step;
+      snprintf(progress->message, sizeof progress->message, "%s", outcome.message.c_str());
+      progress->badFile = 1;
+      if (settings.print) printf("bad file at step %d: %s\n", outcome.step, outcome.message.c_str());
+      return 2;
+    }
+  }
+  return 0;
+}
+
+// ---- Parent: starts children and watches them ----
+
+enum class Kind { Ok, Crash, Hang, BadFile };
+const char* KindName(Kind kind) {
+  switch (kind) {
+    case Kind::Ok: return "ok";
+    case Kind::Crash: return "CRASH";
+    case Kind::Hang: return "HANG";
+    default: return "BAD FILE";
+  }
+}
+
+struct ChildResult {
+  Kind kind = Kind::Ok;
+  unsigned long long seed = 0;
+  int step = -1;
+  DWORD exitCode = 0;
+  std::string message;
+};
+
+std::wstring OwnPath() {
+  wchar_t path[MAX_PATH * 2] = {};
+  GetModuleFileNameW(nullptr, path, MAX_PATH * 2);
+  return path;
+}
+
+ChildResult Watch(const Settings& settings, unsigned long long first, unsigned long long count,
+                  const std::vector<int>& keep, bool print) {
+  static int serial = 0;
+  std::wstring name = L"Local\\TavFuzzProgress-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+                      std::to_wstring(++serial);
+  HANDLE mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(Progress),
+                                      name.c_str());
+  auto* progress = static_cast<Progress*>(MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, sizeof(Progress)));
+  ZeroMemory(progress, sizeof(Progress));
+  progress->seed = static_cast<LONGLONG>(first);
+
+  std::wstring command = L"\"" + OwnPath() + L"\" --child " + std::to_wstring(first) + L" " +
+                         std::to_wstring(count) + L" --progress " + name + L" --idle-every " +
+                         std::to_wstring(settings.idleEvery);
+  if (settings.controlWhileRecording) command += L" --control-while-recording";
+  if (!keep.empty()) {
+    std::string list = ListText(keep);
+    command += L" --keep " + std::wstring(list.begin(), list.end());
+  }
+  if (print) command += L" --print";
+  fflush(stdout);
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  ChildResult result;
+  if (!CreateProcessW(nullptr, &command[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process)) {
+    result.kind = Kind::Crash;
+    result.message = "CreateProcessW failed: " + std::to_string(GetLastError());
+    return result;
+  }
+  LONG lastBeat = -1;
+  auto lastChange = std::chrono::steady_clock::now();
+  for (;;) {
+    if (WaitForSingleObject(process.hProcess, 200) == WAIT_OBJECT_0) break;
+    LONG beat = progress->beat;
+    auto now = std::chrono::steady_clock::now();
+    if (beat != lastBeat) {
+      lastBeat = beat;
+      lastChange = now;
+    } else if (now - lastChange > std::chrono::seconds(settings.hangSeconds)) {
+      TerminateProcess(process.hProcess, 0xDEAD);
+      WaitForSingleObject(process.hProcess, INFINITE);
+      result.kind = Kind::Hang;
+      break;
+    }
+  }
+  GetExitCodeProcess(process.hProcess, &result.exitCode);
+  CloseHandle(process.hThread);
+  CloseHandle(process.hProcess);
+  result.seed = static_cast<unsigned long long>(progress->seed);
+  result.step = progress->step;
+  if (result.kind != Kind::Hang) {
+    if (result.exitCode == 0) {
+      result.kind = Kind::Ok;
+    } else if (result.exitCode == 2 && progress->badFile) {
+      result.kind = Kind::BadFile;
+      result.step = progress->badStep;
+      result.message = progress->message;
+    } else {
+      result.kind = Kind::Crash;
+      char text[64];
+      snprintf(text, sizeof text, "exit code 0x%08lX", result.exitCode);
+      result.message = text;
+    }
+  }
+  UnmapViewOfFile(progress);
+  CloseHandle(mapping);
+  return result;
+}
+
+// Fewest steps of the seed's sequence that still fail the same way (ddmin).
+std::vector<int> Shrink(const Settings& settings, unsigned long long seed, Kind kind) {
+  const std::size_t length = tavfuzz::GenerateSequence(seed).size();
+  std::vector<int> keep;
+  for (std::size_t i = 0; i < length; ++i) keep.push_back(static_cast<int>(i));
+  std::size_t parts = 2;
+  unsigned trials = 0;
+  while (keep.size() >= 2 && trials < settings.shrinkTrials) {
+    const std::size_t chunk = (keep.size() + parts - 1) / parts;
+    bool reduced = false;
+    for (std::size_t start = 0; start < keep.size() && trials < settings.shrinkTrials; start += chunk) {
+      std::vector<int> rest(keep.begin(), keep.begin() + static_cast<long>(start));
+      rest.insert(rest.end(), keep.begin() + static_cast<long>(std::min(keep.size(), start + chunk)), keep.end());
+      if (rest.empty()) continue;
+      ++trials;
+      if (Watch(settings, seed, 1, rest, false).kind == kind) {
+        keep = rest;
+        parts = std::max<std::size_t>(parts - 1, 2);
+        reduced = true;
+        break;
+      }
+    }
+    if (!reduced) {
+      if (parts >= keep.size()) break;
+      parts = std::min(keep.size(), parts * 2);
+    }
+  }
+  return keep;
+}
+
+int RunParent(const Settings& settings) {
+  const auto begin = std::chrono::steady_clock::now();
+  unsigned long long ok = 0, crashes = 0, hangs = 0, badFiles = 0;
+  const unsigned long long end = settings.first + settings.count;
+  for (unsigned long long seed = settings.first; seed < end;) {
+    const unsigned long long count = std::min<unsigned long long>(settings.batch, end - seed);
+    ChildResult r = Watch(settings, seed, count, settings.keep, false);
+    if (r.kind == Kind::Ok) {
+      ok += count;
+      seed += count;
+      continue;
+    }
+    ok += r.seed - seed;
+    (r.kind == Kind::Crash ? crashes : r.kind == Kind::Hang ? hangs : badFiles) += 1;
+    printf("%s: seed %llu, step %d (%s)\n", KindName(r.kind), r.seed, r.step, r.message.c_str());
+    ChildResult alone = Watch(settings, r.seed, 1, settings.keep, false);
+    if (alone.kind != r.kind) {
+      printf("  alone, seed %llu gives %s: the failure needs the seeds from %llu before it in one process\n",
+             r.seed, KindName(alone.kind), seed);
+    } else {
+      std::vector<int> minimal = Shrink(settings, r.seed, r.kind);
+      printf("  minimal sequence (replay: tav_fuzz --replay %llu --keep %s):\n", r.seed, ListText(minimal).c_str());
+      Watch(settings, r.seed, 1, minimal, true);
+    }
+    seed = r.seed + 1;
+  }
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  printf("sequences %llu: ok %llu, crashes %llu, hangs %llu, bad files %llu (%.0f s)\n", settings.count, ok,
+         crashes, hangs, badFiles, seconds);
+  return crashes + hangs + badFiles == 0 ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Settings settings;
+  enum { None, Run, Replay, Child } mode = None;
+  for (int i = 1; i < argc; ++i) {
+    std::string arg = argv[i];
+    auto next = [&]() -> const char* { return i + 1 < argc ? argv[++i] : ""; };
+    if (arg == "--run" || arg == "--child") {
+      mode = arg == "--run" ? Run : Child;
+      settings.first = strtoull(next(), nullptr, 10);
+      settings.count = strtoull(next(), nullptr, 10);
+    } else if (arg == "--replay") {
+      mode = Replay;
+      settings.first = strtoull(next(), nullptr, 10);
+      settings.count = 1;
+      settings.print = true;
+    } else if (arg == "--batch") {
+      settings.batch = static_cast<unsigned>(std::max(1, atoi(next())));
+    } else if (arg == "--hang-seconds") {
+      settings.hangSeconds = static_cast<unsigned>(atoi(next()));
+    } else if (arg == "--idle-every") {
+      settings.idleEvery = static_cast<unsigned>(atoi(next()));
+    } else if (arg == "--shrink-trials") {
+      settings.shrinkTrials = static_cast<unsigned>(atoi(next()));
+    } else if (arg == "--control-while-recording") {
+      settings.controlWhileRecording = true;
+    } else if (arg == "--keep") {
+      settings.keep = ParseList(next());
+    } else if (arg == "--progress") {
+      std::string name = next();
+      settings.progressName.assign(name.begin(), name.end());
+    } else if (arg == "--print") {
+      settings.print = true;
+    } else {
+      printf("unknown argument %s\n", arg.c_str());
+      return 64;
+    }
+  }
+  switch (mode) {
+    case Run: return RunParent(settings);
+    case Child: case Replay: return RunChild(settings);
+    default:
+      printf("usage: tav_fuzz --run FIRST COUNT [options] | --replay SEED [--keep I,J,...]\n");
+      return 64;
+  }
+}

@@ -1,0 +1,20 @@
+// The pack's lines in the host's diagnostic log.
+//
+// The pack links the same log library as TavMovieMaker.dll, but as its own
+// static copy: engines a host registers through the DLL's TavLog* exports live
+// in the DLL's copy, and the pack's copy has none (nor any export to register
+// one). So a pack line goes through the DLL itself: when the process has
+// loaded TavMovieMaker.dll, the line is handed to its exported TavLogWrite
+// for engine 0, the engine the library writes to, and reaches the same sinks
+// as the library's own lines (file ".\Host", line 0, the function named
+// here). Without the DLL in the process the line is dropped.
+//
+// Any thread; the sinks run on the calling thread.
+#pragma once
+
+namespace tavpack {
+
+// printf-style with the Microsoft runtime's meaning ("%s" wide, "%hs" narrow).
+void LogWarning(const char* function, const wchar_t* format, ...);
+
+}  // namespace tavpack
