@@ -125,6 +125,39 @@ void StopFiltersAfterFailedRun(const char* function, CAviWriter* writer) {
   }
 }
 
+// A filter that fails while the graph runs (the File Writer that cannot
+// create its file) reports it as EC_ERRORABORT; Wine's graph may finish a Run
+// on a thread of its own and return S_OK or S_FALSE all the same. Returns the
+// first failure reported since the queue was last emptied, taking every
+// queued event (the library reads the graph's events nowhere else).
+HRESULT TakeReportedFailure(IGraphBuilder* graph) {
+  IMediaEvent* events = nullptr;
+  if (graph == nullptr || FAILED(graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(&events))))
+    return S_OK;
+  HRESULT reported = S_OK;
+  long code = 0;
+  LONG_PTR param1 = 0, param2 = 0;
+  while (events->GetEvent(&code, &param1, &param2, 0) == S_OK) {
+    if (code == EC_ERRORABORT && FAILED(static_cast<HRESULT>(param1)) && SUCCEEDED(reported))
+      reported = static_cast<HRESULT>(param1);
+    events->FreeEventParams(code, param1, param2);
+  }
+  events->Release();
+  return reported;
+}
+
+// Run, and the failure of a filter that Run did not return: the run is let
+// complete (bounded like a hand-over) before the reported events are read.
+HRESULT RunGraph(CAviWriter* writer, IMediaControl* control) {
+  TakeReportedFailure(writer->m_pGraph);  // an earlier recording's events
+  HRESULT hr = control->Run();
+  if (FAILED(hr)) return hr;
+  OAFilterState state = State_Stopped;
+  control->GetState(kHandOverWaitMs, &state);
+  HRESULT reported = TakeReportedFailure(writer->m_pGraph);
+  return FAILED(reported) ? reported : hr;
+}
+
 // The first frame or sample after StartMovieRecord stops the graph, builds
 // it and runs it. On failure m_bStartPending stays set, so the next call
 // tries again.
@@ -134,8 +167,13 @@ HRESULT StartPendingGraph(const char* function, CAviWriter* writer) {
   HRESULT hr = control->Stop();
   if (SUCCEEDED(hr)) hr = writer->MakeCaptureGraph();
   if (SUCCEEDED(hr)) {
-    hr = control->Run();
-    if (FAILED(hr)) StopFiltersAfterFailedRun(function, writer);
+    hr = RunGraph(writer, control);
+    if (FAILED(hr)) {
+      StopFiltersAfterFailedRun(function, writer);
+      // The file cannot be written: a stream error like any later one, so
+      // every hand-over until Stop returns it at once.
+      RawFrameSource()->SetStreamError(hr);
+    }
   }
   if (FAILED(hr)) {
     ReleaseMutex(writer->m_hMainMutex);  // not owned yet; the failure is of no concern

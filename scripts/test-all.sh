@@ -11,4 +11,5 @@ xvfb-run -a ctest --preset default "$@" || status=$?
 # Leave no Wine process behind.
 WINEPREFIX=$PWD/build/wineprefix wineserver -k 2>/dev/null || true
 WINEPREFIX=$PWD/build/wineprefix-builtin wineserver -k 2>/dev/null || true
+WINEPREFIX=$PWD/build/wineprefix-package wineserver -k 2>/dev/null || true
 exit $status

@@ -182,7 +182,7 @@ TEST(AcmCompressorFilter, StreamCapsFollowTheConnectedInput)
     int count = 0;
     int size = 0;
     ASSERT_EQ(g.config->GetNumberOfCapabilities(&count, &size), S_OK);
-    EXPECT_EQ(count, 1);
+    EXPECT_EQ(count, 8);  // every rate and channel count, the input's first
     EXPECT_EQ(size, 52);
 
     AM_MEDIA_TYPE* type = nullptr;
@@ -203,7 +203,7 @@ TEST(AcmCompressorFilter, StreamCapsFollowTheConnectedInput)
     EXPECT_EQ(caps.MinimumSampleFrequency, 44100u);
     EXPECT_EQ(caps.MaximumSampleFrequency, 44100u);
     EXPECT_EQ(caps.MinimumBitsPerSample, 4u);
-    EXPECT_EQ(g.config->GetStreamCaps(1, &type, reinterpret_cast<BYTE*>(&caps)), S_FALSE);
+    EXPECT_EQ(g.config->GetStreamCaps(8, &type, reinterpret_cast<BYTE*>(&caps)), S_FALSE);
 
     ASSERT_EQ(g.config->GetFormat(&type), S_OK);
     EXPECT_EQ(FormatOfType(type), format);
@@ -277,9 +277,10 @@ TEST(AcmCompressorFilter, SetFormatThePeerRefusesLeavesTheConnection)
     EXPECT_EQ(g.ConnectionFormat(g.output), Pcm16Format(44100, 2));
 }
 
-TEST(AcmCompressorFilter, ImaAdpcmRefuses48kHzInput)
+TEST(AcmCompressorFilter, ACodecNoPcmReachesRefusesTheInput)
 {
-    CompressorGraph g(WAVE_FORMAT_IMA_ADPCM, Pcm16Format(48000, 2));
+    // Wine's Microsoft ADPCM driver only decodes.
+    CompressorGraph g(WAVE_FORMAT_ADPCM, Pcm16Format(48000, 2));
     CMediaType type;
     tavacm::MakeWaveMediaType(Pcm16Format(48000, 2), &type);
     EXPECT_EQ(g.input->QueryAccept(&type), S_FALSE);
@@ -292,27 +293,33 @@ TEST(AcmCompressorFilter, ImaAdpcmRefuses48kHzInput)
     EXPECT_EQ(g.ConnectOutput(), VFW_E_NOT_CONNECTED);
 }
 
-TEST(AcmCompressorFilter, PcmTakes24BitExtensibleInputTheCodecsDoNot)
+TEST(AcmCompressorFilter, EveryCodecTakes48kHzInputAt16And24BitsAndOffersItsBestFormatFirst)
 {
-    {
-        CompressorGraph g(WAVE_FORMAT_PCM, Pcm24ExtensibleFormat(44100, 2));
-        ASSERT_EQ(g.ConnectInput(), S_OK);
-        int count = 0;
-        int size = 0;
-        ASSERT_EQ(g.config->GetNumberOfCapabilities(&count, &size), S_OK);
-        EXPECT_GT(count, 0);
-        AM_MEDIA_TYPE* type = nullptr;
-        ASSERT_EQ(g.config->GetFormat(&type), S_OK);
-        const std::vector<BYTE> format = FormatOfType(type);
-        EXPECT_EQ(Header(format).wFormatTag, WAVE_FORMAT_PCM);
-        EXPECT_EQ(Header(format).nSamplesPerSec, 44100u);
-    }
-    {
-        CompressorGraph g(WAVE_FORMAT_IMA_ADPCM, Pcm24ExtensibleFormat(44100, 2));
-        CMediaType offered;
-        tavacm::MakeWaveMediaType(Pcm24ExtensibleFormat(44100, 2), &offered);
-        EXPECT_EQ(g.input->ReceiveConnection(g.source->OutputPin(), &offered), VFW_E_TYPE_NOT_ACCEPTED);
-        EXPECT_EQ(g.ConnectInput(), VFW_E_NO_ACCEPTABLE_TYPES);
+    struct Case {
+        WORD tag;
+        DWORD rate;  // of the best format
+        WORD channels;
+    };
+    const Case cases[] = {{WAVE_FORMAT_PCM, 48000, 2},
+                          {WAVE_FORMAT_IMA_ADPCM, 44100, 2},
+                          {WAVE_FORMAT_ALAW, 44100, 2},
+                          {WAVE_FORMAT_MULAW, 44100, 2},
+                          {WAVE_FORMAT_GSM610, 48000, 1}};
+    for (const Case& c : cases) {
+        for (const std::vector<BYTE>& input : {Pcm16Format(48000, 2), Pcm24ExtensibleFormat(48000, 2)}) {
+            SCOPED_TRACE(std::to_string(c.tag) + " from " + std::to_string(Header(input).wBitsPerSample) + " bits");
+            CompressorGraph g(c.tag, input);
+            ASSERT_EQ(g.ConnectInput(), S_OK);
+            ASSERT_EQ(g.ConnectOutput(), S_OK);
+            const std::vector<BYTE> format = g.ConnectionFormat(g.output);
+            ASSERT_FALSE(format.empty());
+            EXPECT_EQ(Header(format).wFormatTag, c.tag);
+            EXPECT_EQ(Header(format).nSamplesPerSec, c.rate);
+            EXPECT_EQ(Header(format).nChannels, c.channels);
+            if (c.tag == WAVE_FORMAT_PCM) {
+                EXPECT_EQ(Header(format).wBitsPerSample, 16);  // Wine keeps no 24 bits at 48 kHz
+            }
+        }
     }
 }
 
@@ -606,8 +613,8 @@ TEST(AcmCompressorFilter, AFormatPickedBeforeTheInputConnectsLastsIfTheInputCanM
         EXPECT_EQ(g.ConnectionFormat(g.output), Pcm16Format(22050, 1));
     }
     {
-        // IMA ADPCM keeps rate and channels: a 22 kHz mono pick does not fit
-        // a 44 kHz stereo input and gives way to the codec's default.
+        // IMA ADPCM at 22 kHz mono from a 44 kHz stereo input: reached
+        // through the PCM converter, so the pick lasts.
         CompressorGraph g(WAVE_FORMAT_IMA_ADPCM, Pcm16Format(44100, 2));
         int count = 0;
         int size = 0;
@@ -626,11 +633,8 @@ TEST(AcmCompressorFilter, AFormatPickedBeforeTheInputConnectsLastsIfTheInputCanM
         tavacm::MakeWaveMediaType(picked, &pickedType);
         ASSERT_EQ(g.config->SetFormat(&pickedType), S_OK);
         ASSERT_EQ(g.ConnectInput(), S_OK);
-        AM_MEDIA_TYPE* type = nullptr;
-        ASSERT_EQ(g.config->GetFormat(&type), S_OK);
-        const std::vector<BYTE> format = FormatOfType(type);
-        EXPECT_EQ(Header(format).nSamplesPerSec, 44100u);
-        EXPECT_EQ(Header(format).nChannels, 2);
+        ASSERT_EQ(g.ConnectOutput(), S_OK);
+        EXPECT_EQ(g.ConnectionFormat(g.output), picked);
     }
 }
 

@@ -53,10 +53,10 @@ TEST(AcmFormats, TagNamesComeFromAcm)
     EXPECT_EQ(tavacm::FormatTagName(0x1234), L"");
 }
 
-TEST(AcmFormats, ImaAdpcmOffersTheSuggestedFormatForTheInput)
+TEST(AcmFormats, ImaAdpcmOffersEveryFormatTheInputsRateAndChannelsFirst)
 {
     const auto formats = tavacm::OutputFormats(WAVE_FORMAT_IMA_ADPCM, Pcm16(44100, 2));
-    ASSERT_EQ(formats.size(), 1u);
+    ASSERT_EQ(formats.size(), 8u);
     const WAVEFORMATEX& format = Header(formats[0]);
     EXPECT_EQ(format.wFormatTag, WAVE_FORMAT_IMA_ADPCM);
     EXPECT_EQ(format.nChannels, 2);
@@ -66,12 +66,47 @@ TEST(AcmFormats, ImaAdpcmOffersTheSuggestedFormatForTheInput)
     EXPECT_EQ(format.wBitsPerSample, 4);
     EXPECT_EQ(format.cbSize, 2);
     EXPECT_EQ(formats[0].size(), sizeof(WAVEFORMATEX) + 2);
+    // Then 44.1 kHz mono, then the lower rates.
+    EXPECT_EQ(Header(formats[1]).nSamplesPerSec, 44100u);
+    EXPECT_EQ(Header(formats[1]).nChannels, 1);
+    EXPECT_EQ(Header(formats[7]).nSamplesPerSec, 8000u);
+    EXPECT_EQ(Header(formats[7]).nChannels, 1);
 }
 
-TEST(AcmFormats, ImaAdpcmCannotEncode48kHz)
+TEST(AcmFormats, CodecsAreReachedFrom48kHzThroughThePcmConverter)
 {
-    EXPECT_TRUE(tavacm::OutputFormats(WAVE_FORMAT_IMA_ADPCM, Pcm16(48000, 2)).empty());
-    EXPECT_TRUE(tavacm::OutputFormats(WAVE_FORMAT_ALAW, Pcm16(48000, 1)).empty());
+    // Wine's codecs take only 16-bit PCM at their own rates (48 kHz is not
+    // one of IMA ADPCM's), and its converter changes the rate of 24-bit PCM
+    // only to 24-bit: the chain steps through 16-bit PCM.
+    const WAVEFORMATEX pcm16 = Pcm16(48000, 2);
+    const WAVEFORMATEX pcm24 = {WAVE_FORMAT_PCM, 2, 48000, 48000 * 6, 6, 24, 0};
+    const auto formats = tavacm::OutputFormats(WAVE_FORMAT_IMA_ADPCM, pcm16);
+    ASSERT_EQ(formats.size(), 8u);
+    const WAVEFORMATEX& best = Header(formats[0]);
+    EXPECT_EQ(best.nSamplesPerSec, 44100u);
+    EXPECT_EQ(best.nChannels, 2);
+    EXPECT_FALSE(tavacm::CanConvert(pcm16, best));
+
+    const auto chain16 = tavacm::ConversionChain(pcm16, best);
+    ASSERT_EQ(chain16.size(), 3u);
+    EXPECT_EQ(chain16[1], tavacm::Pcm16Format(44100, 2));
+    const auto chain24 = tavacm::ConversionChain(pcm24, best);
+    ASSERT_EQ(chain24.size(), 4u);
+    EXPECT_EQ(chain24[1], tavacm::Pcm16Format(48000, 2));
+    EXPECT_EQ(chain24[2], tavacm::Pcm16Format(44100, 2));
+    EXPECT_EQ(chain24[3], formats[0]);
+
+    const WAVEFORMATEX alaw = {WAVE_FORMAT_ALAW, 1, 8000, 8000, 1, 8, 0};
+    EXPECT_EQ(tavacm::ConversionChain(pcm16, alaw).size(), 3u);
+    EXPECT_EQ(tavacm::ConversionChain(Pcm16(8000, 1), alaw).size(), 2u);
+}
+
+TEST(AcmFormats, AFormatNoPcmReachesIsNotOffered)
+{
+    // Wine's Microsoft ADPCM driver only decodes.
+    EXPECT_TRUE(tavacm::OutputFormats(WAVE_FORMAT_ADPCM, Pcm16(44100, 2)).empty());
+    EXPECT_TRUE(tavacm::TagFormats(WAVE_FORMAT_ADPCM).empty());
+    EXPECT_FALSE(tavacm::CanEncode(WAVE_FORMAT_ADPCM, Pcm16(22050, 1)));
 }
 
 TEST(AcmFormats, PcmConvertsToManyFormatsSuggestedFirstWithoutDuplicates)
@@ -94,13 +129,26 @@ TEST(AcmFormats, PcmConvertsToManyFormatsSuggestedFirstWithoutDuplicates)
     EXPECT_TRUE(has22050Mono);
 }
 
-TEST(AcmFormats, GsmEncodesOnlyEightKilohertzMono)
+TEST(AcmFormats, GsmIsMonoAndPrefersTheInputsRate)
 {
-    const auto formats = tavacm::OutputFormats(WAVE_FORMAT_GSM610, Pcm16(8000, 1));
-    ASSERT_EQ(formats.size(), 1u);
-    EXPECT_EQ(Header(formats[0]).nBlockAlign, 65);
-    EXPECT_EQ(Header(formats[0]).nAvgBytesPerSec, 1625u);
-    EXPECT_TRUE(tavacm::OutputFormats(WAVE_FORMAT_GSM610, Pcm16(44100, 2)).empty());
+    const auto formats = tavacm::OutputFormats(WAVE_FORMAT_GSM610, Pcm16(48000, 2));
+    ASSERT_EQ(formats.size(), 6u);
+    for (const WaveFormatBytes& format : formats) {
+        EXPECT_EQ(Header(format).nChannels, 1);
+        EXPECT_EQ(Header(format).nBlockAlign, 65);
+    }
+    // 48 kHz first; 96 kHz keeps as much but only upsamples, so it comes
+    // next, before the lower rates.
+    EXPECT_EQ(Header(formats[0]).nSamplesPerSec, 48000u);
+    EXPECT_EQ(Header(formats[0]).nAvgBytesPerSec, 9750u);
+    EXPECT_EQ(Header(formats[1]).nSamplesPerSec, 96000u);
+    EXPECT_EQ(Header(formats[2]).nSamplesPerSec, 44100u);
+    EXPECT_EQ(Header(formats[5]).nSamplesPerSec, 8000u);
+    // Before any input: the highest rate first.
+    const auto all = tavacm::TagFormats(WAVE_FORMAT_GSM610);
+    ASSERT_EQ(all.size(), 6u);
+    EXPECT_EQ(Header(all[0]).nSamplesPerSec, 96000u);
+    EXPECT_EQ(Header(all[5]).nSamplesPerSec, 8000u);
 }
 
 TEST(AcmFormats, RecognisesIntegerPcm)

@@ -216,19 +216,15 @@ TEST_F(AcmRecording, PcmCompressorTurns24BitExtensibleInto16BitByDefault)
     EXPECT_EQ(differing, 0u);
 }
 
-TEST_F(AcmRecording, ImaAdpcmRefusesThe48kHzSourceWithAClearResult)
+TEST_F(AcmRecording, ImaAdpcmRecordsThe48kHzSourceThroughThePcmConverter)
 {
-    // Wine's IMA ADPCM codec cannot encode 48 kHz: neither the direct
-    // connection nor the graph's intelligent one gets through.
-    const HRESULT hr = Build(16, L"IMA ADPCM", {});
-    EXPECT_EQ(hr, VFW_E_CANNOT_CONNECT) << std::hex << hr;
-    Ref<IPin> compressorIn(FindPin(compressor.Get(), PINDIR_INPUT));
-    EXPECT_EQ(graph->ConnectDirect(audio->OutputPin(), compressorIn.Get(), nullptr), VFW_E_NO_ACCEPTABLE_TYPES);
-    Ref<IPin> compressorOut(FindPin(compressor.Get(), PINDIR_OUTPUT));
-    Ref<IPin> muxIn(FindPin(mux.Get(), PINDIR_INPUT));
-    EXPECT_EQ(graph->ConnectDirect(compressorOut.Get(), muxIn.Get(), nullptr), VFW_E_NOT_CONNECTED);
-    Ref<IPin> peer;
-    EXPECT_EQ(compressorIn->ConnectedTo(peer.Out()), VFW_E_NOT_CONNECTED);
+    // Wine's IMA ADPCM codec has no 48 kHz: the chain converts to 44.1 kHz
+    // first, from 24 bits through 16.
+    ASSERT_EQ(Build(24, L"IMA ADPCM", {}), S_OK);
+    ASSERT_EQ(Record(24), S_OK);
+    const std::string probe = ProbeStream();
+    EXPECT_EQ(probe.substr(0, probe.rfind(',')), "adpcm_ima_wav,audio,44100,2") << probe;
+    EXPECT_NEAR(std::stod(probe.substr(probe.rfind(',') + 1)), 2.0, 0.05) << probe;
 }
 
 namespace {

@@ -75,7 +75,12 @@ bool TavCamApp::Launch(const std::wstring& movie) {
   return WaitUntil([&] { return Status().state == L"Ready"; }, 30000);
 }
 
-void TavCamApp::Click(int id) const { PostMessageW(Control(id), BM_CLICK, 0, 0); }
+bool TavCamApp::Click(int id) const {
+  DWORD_PTR result = 0;
+  return SendMessageTimeoutW(Control(id), BM_CLICK, 0, 0, SMTO_NORMAL, 60000, &result) != 0;
+}
+
+void TavCamApp::ClickWithoutWaiting(int id) const { PostMessageW(Control(id), BM_CLICK, 0, 0); }
 
 bool TavCamApp::Choose(int id, int index) const {
   HWND combo = Control(id);

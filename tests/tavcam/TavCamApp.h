@@ -33,9 +33,11 @@ class TavCamApp {
   HWND window() const { return window_; }
   HWND Control(int id) const { return GetDlgItem(window_, id); }
 
-  // Clicks a button or check box (posted, as a mouse click is, so a modal
-  // dialog behind it does not block the test).
-  void Click(int id) const;
+  // Clicks a button or check box and returns once tavcam has handled the
+  // click, so what the test reads next comes after it.
+  bool Click(int id) const;
+  // Clicks without waiting: for a button that opens a modal dialog.
+  void ClickWithoutWaiting(int id) const;
   // Picks line `index` of a combo box as a user does; returns once tavcam
   // has handled the choice.
   bool Choose(int id, int index) const;

@@ -1,10 +1,11 @@
 // tavcam driven as a user drives it, under Xvfb: its compressor lists, a
 // three-second recording with audio and dropped frames through its buttons,
-// a pause, the audio format dialog, a failed start, and closing while
-// recording. Every movie is read back with ffprobe.
+// each pixel format at a typed size and rate, a pause, the audio format
+// dialog, a failed start, and closing while recording. Every movie is read
+// back with ffprobe.
 //
 // With TAVCAM_SCREENSHOTS set to a Unix folder, the recording and the audio
-// format dialog are also saved there as PNGs (scripts/tavcam-screenshots.sh).
+// format dialog are also saved there as PNGs (tools/tavcam/screenshots.sh).
 #include <TavMovieMaker.hpp>
 #include <gtest/gtest.h>
 
@@ -40,7 +41,7 @@ class TavCam : public ::testing::Test {
   // Clicks Record and waits until tavcam has recorded `seconds` (by its own
   // clock) and handed in `frames` frames at least.
   void RecordFor(double seconds, long long frames) {
-    app.Click(CTL_RECORD);
+    ASSERT_TRUE(app.Click(CTL_RECORD));
     TavCamStatus status;
     ASSERT_TRUE(WaitUntil([&] {
       status = app.Status();
@@ -54,24 +55,6 @@ class TavCam : public ::testing::Test {
   TavCamApp app;
 };
 
-TEST_F(TavCam, ListsTheCompressorsOfTheDll) {
-  // The DLL's own lists, through the C++ layer's two-call helpers.
-  int id = 0;
-  ASSERT_EQ(TavMovieMakerInitEx(640, 480, 25.0, nullptr, &id), S_OK);
-  std::vector<std::wstring> video = tav::video_compressors(id);
-  ASSERT_EQ(TavMovieMakerSetAudioStream(id, 16), S_OK);
-  std::vector<std::wstring> audio = tav::audio_compressors(id);
-  TavMovieMakerRelease(id);
-  ASSERT_FALSE(video.empty());
-  EXPECT_EQ(video.front(), L"Uncompressed");
-  ASSERT_TRUE(app.Launch(movie));
-  EXPECT_EQ(app.ComboItems(CTL_VIDEO_COMPRESSOR), video);
-  // "(none)" first: record the PCM as handed in.
-  audio.insert(audio.begin(), L"(none)");
-  EXPECT_EQ(app.ComboItems(CTL_AUDIO_COMPRESSOR), audio);
-  EXPECT_EQ(app.Close(kDeadlineMs), 0);
-}
-
 TEST_F(TavCam, RecordsThreeSecondsWithAudioAndLeavesDroppedFramesEmpty) {
   const std::string shots = ScreenshotDir();
   ASSERT_TRUE(app.Launch(movie));
@@ -79,16 +62,15 @@ TEST_F(TavCam, RecordsThreeSecondsWithAudioAndLeavesDroppedFramesEmpty) {
   if (shots.empty()) {
     ASSERT_TRUE(app.Choose(CTL_SIZE, 0));
   }
-  app.Click(CTL_DROP_FRAMES);
-  ASSERT_TRUE(WaitUntil([&] { return SendMessageW(app.Control(CTL_DROP_FRAMES), BM_GETCHECK, 0, 0) == BST_CHECKED; },
-                        kDeadlineMs));
+  ASSERT_TRUE(app.Click(CTL_DROP_FRAMES));
+  ASSERT_EQ(SendMessageW(app.Control(CTL_DROP_FRAMES), BM_GETCHECK, 0, 0), BST_CHECKED);
   RecordFor(3.0, 1);
   EXPECT_FALSE(Enabled(app, CTL_RECORD));
   EXPECT_FALSE(Enabled(app, CTL_VIDEO_COMPRESSOR));
   if (!shots.empty()) {
     EXPECT_TRUE(SaveScreenshot(app.window(), shots + "/tavcam-recording.png"));
   }
-  app.Click(CTL_STOP);
+  ASSERT_TRUE(app.Click(CTL_STOP));
   TavCamStatus status;
   ASSERT_TRUE(WaitUntil([&] { return (status = app.Status()).state == L"Ready"; }, kDeadlineMs));
   EXPECT_EQ(status.lastError, L"none");
@@ -129,11 +111,43 @@ TEST_F(TavCam, RecordsThreeSecondsWithAudioAndLeavesDroppedFramesEmpty) {
   EXPECT_EQ(app.Close(kDeadlineMs), 0);
 }
 
+// Types a value into an editable combo box and leaves it, as a user does.
+bool Type(const TavCamApp& app, int id, const wchar_t* text) {
+  DWORD_PTR result = 0;
+  return SendMessageTimeoutW(app.Control(id), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text), SMTO_NORMAL, 30000,
+                             &result) &&
+         SendMessageTimeoutW(app.window(), WM_COMMAND, MAKEWPARAM(id, CBN_KILLFOCUS),
+                             reinterpret_cast<LPARAM>(app.Control(id)), SMTO_NORMAL, 60000, &result);
+}
+
+TEST_F(TavCam, RecordsEachPixelFormatAtACustomSizeAndRate) {
+  ASSERT_TRUE(app.Launch(movie));
+  ASSERT_TRUE(Type(app, CTL_SIZE, L"200x150"));
+  ASSERT_TRUE(Type(app, CTL_RATE, L"10"));
+  const char* ffmpegFormats[] = {"bgr24", "bgra", "pal8", "yuyv422"};  // TAVMM_PIXEL_* order
+  for (int format = 0; format < 4; ++format) {
+    SCOPED_TRACE(ffmpegFormats[format]);
+    ASSERT_TRUE(app.Choose(CTL_PIXEL_FORMAT, format));
+    RecordFor(0.0, 3);
+    ASSERT_TRUE(app.Click(CTL_STOP));
+    TavCamStatus status;
+    ASSERT_TRUE(WaitUntil([&] { return (status = app.Status()).state == L"Ready"; }, kDeadlineMs));
+    EXPECT_EQ(status.lastError, L"none");
+    auto video = ProbeStream(movie, "v:0");
+    EXPECT_EQ(video["width"], "200") << video["error"];
+    EXPECT_EQ(video["height"], "150");
+    EXPECT_EQ(video["pix_fmt"], ffmpegFormats[format]);
+    EXPECT_EQ(video["r_frame_rate"], "10/1");
+    EXPECT_EQ(video["nb_frames"], std::to_string(status.frames));
+  }
+  EXPECT_EQ(app.Close(kDeadlineMs), 0);
+}
+
 TEST_F(TavCam, PauseSendsABreakFrameSoTheMovieGoesOnWithoutAGap) {
   ASSERT_TRUE(app.Launch(movie));
   ASSERT_TRUE(app.Choose(CTL_SIZE, 0));
   RecordFor(0.0, 10);
-  app.Click(CTL_PAUSE);
+  ASSERT_TRUE(app.Click(CTL_PAUSE));
   TavCamStatus paused;
   ASSERT_TRUE(WaitUntil([&] { return (paused = app.Status()).state == L"Paused"; }, kDeadlineMs));
   // A second of tavcam's clock passes with no frame handed in.
@@ -143,12 +157,12 @@ TEST_F(TavCam, PauseSendsABreakFrameSoTheMovieGoesOnWithoutAGap) {
     return status.elapsedSeconds >= paused.elapsedSeconds + 1.0;
   }, kDeadlineMs));
   EXPECT_EQ(status.frames, paused.frames);
-  app.Click(CTL_PAUSE);  // now "Resume"
+  ASSERT_TRUE(app.Click(CTL_PAUSE));  // now "Resume"
   ASSERT_TRUE(WaitUntil([&] {
     status = app.Status();
     return status.state == L"Recording" && status.frames >= paused.frames + 10;
   }, kDeadlineMs));
-  app.Click(CTL_STOP);
+  ASSERT_TRUE(app.Click(CTL_STOP));
   ASSERT_TRUE(WaitUntil([&] { return (status = app.Status()).state == L"Ready"; }, kDeadlineMs));
   EXPECT_EQ(status.lastError, L"none");
   EXPECT_EQ(status.drops, 0);
@@ -180,7 +194,7 @@ TEST_F(TavCam, AFileThatCannotBeCreatedShowsTheFailedCall) {
   movie = MakeTempDir() + L"no such folder\\tavcam.avi";
   ASSERT_TRUE(app.Launch(movie));
   ASSERT_TRUE(app.Choose(CTL_SIZE, 0));
-  app.Click(CTL_RECORD);
+  ASSERT_TRUE(app.Click(CTL_RECORD));
   // The first hand-over finds the folder missing; tavcam stops and says so.
   TavCamStatus status;
   ASSERT_TRUE(WaitUntil([&] {
@@ -196,8 +210,22 @@ TEST_F(TavCam, AFileThatCannotBeCreatedShowsTheFailedCall) {
   EXPECT_EQ(app.Close(kDeadlineMs), 0);
 }
 
-TEST_F(TavCam, ConfigureOpensTheAudioFormatDialogOnlyWhenItHasSomethingToShow) {
+TEST_F(TavCam, ListsTheDllsCompressorsAndConfiguresOnlyWhatHasSettings) {
+  // The DLL's own lists, through the C++ layer's two-call helpers.
+  int id = 0;
+  ASSERT_EQ(TavMovieMakerInitEx(640, 480, 25.0, nullptr, &id), S_OK);
+  std::vector<std::wstring> video = tav::video_compressors(id);
+  ASSERT_EQ(TavMovieMakerSetAudioStream(id, 16), S_OK);
+  std::vector<std::wstring> audio = tav::audio_compressors(id);
+  TavMovieMakerRelease(id);
+  ASSERT_FALSE(video.empty());
+  EXPECT_EQ(video.front(), L"Uncompressed");
   ASSERT_TRUE(app.Launch(movie));
+  EXPECT_EQ(app.ComboItems(CTL_VIDEO_COMPRESSOR), video);
+  // "(none)" first: record the PCM as handed in.
+  audio.insert(audio.begin(), L"(none)");
+  EXPECT_EQ(app.ComboItems(CTL_AUDIO_COMPRESSOR), audio);
+
   // "Uncompressed" and "(none)" have no settings.
   EXPECT_FALSE(Enabled(app, CTL_VIDEO_CONFIGURE));
   EXPECT_FALSE(Enabled(app, CTL_AUDIO_CONFIGURE));
@@ -207,7 +235,7 @@ TEST_F(TavCam, ConfigureOpensTheAudioFormatDialogOnlyWhenItHasSomethingToShow) {
   ASSERT_TRUE(app.Choose(CTL_AUDIO_COMPRESSOR, static_cast<int>(ima - names.begin())));
   EXPECT_TRUE(Enabled(app, CTL_AUDIO_CONFIGURE));
 
-  app.Click(CTL_AUDIO_CONFIGURE);
+  app.ClickWithoutWaiting(CTL_AUDIO_CONFIGURE);
   HWND dialog = app.WaitForWindow(L"Select Audio Compress Format", kDeadlineMs);
   ASSERT_TRUE(dialog != nullptr) << "the dialog did not appear";
   HWND list = GetDlgItem(dialog, 1001);

@@ -71,28 +71,11 @@ case_usage_errors() {
 $usage_line" "stderr of: $*"
     [ ! -s out ] || fail "stdout not empty for: $*"
   }
+  # Each message is checked by the options' unit test; here the exit code
+  # and the usage line, for a problem of each kind.
   check "unknown option --bogus" --bogus a.avi
-  check "no output file" --frames 3
-  check "more than one output file: a.avi and b.avi" a.avi b.avi
-  check "--size needs a value" a.avi --size
   check 'bad value for --size: "0x10"' --size 0x10 a.avi
-  check 'bad value for --size: "640"' --size 640 a.avi
-  check 'bad value for --fps: "0"' --fps 0 a.avi
-  check 'bad value for --fps: "abc"' --fps=abc a.avi
-  check 'bad value for --pixel-format: "4"' --pixel-format 4 a.avi
-  check 'bad value for --duration: "-1"' --duration -1 a.avi
-  check 'bad value for --frames: "0"' --frames 0 a.avi
-  check 'bad value for --audio-bits: "8"' --audio-bits 8 a.avi
-  check 'bad value for --drop-every: "1"' --drop-every 1 a.avi
-  check 'bad value for --drop-by: "size"' --drop-by size a.avi
-  check 'bad value for --break-every: "x"' --break-every x a.avi
-  check 'bad value for --log-layout: "6"' --log a.log --log-layout 6 a.avi
-  check 'bad value for --log-severity: "loud"' --log a.log --log-severity loud a.avi
   check "--input needs --size WxH" --input - a.avi
-  check "--bottom-up is for --input" --bottom-up a.avi
-  check "--audio-compressor needs --tone" --audio-compressor "IMA ADPCM" a.avi
-  check "--log-layout and --log-severity need --log FILE" --log-layout 2 a.avi
-  check "--pixel-format 3 (YUY2) needs an even width" --size 161x120 --pixel-format 3 a.avi
   check 'there is no video compressor named "No Such Codec" (tavrec --list-compressors lists them)' \
     --frames 2 --video-compressor "No Such Codec" a.avi
   check "the output's full path has $(( 2 + ${#work} + 1 + 300 + 4 )) characters; the DLL takes at most 259" \
@@ -115,26 +98,29 @@ case_pipe_from_ffmpeg() {
 
 case_pixel_formats() {
   # Each pixel format from a file, at an odd width where rows need padding
-  # (YUY2 needs an even one); RGB and YUY2 also flipped, with --bottom-up.
+  # (YUY2 needs an even one).
   # Grey frames come back as palette indexes (the palette is the grey ramp),
   # and 32-bit ones are compared without their unused fourth byte.
   for entry in 0:bgr24:161 1:bgr0:161 2:gray:161 3:yuyv422:160; do
     IFS=: read -r code fmt width <<<"$entry"
     compare=$fmt; [ "$fmt" = bgr0 ] && compare=bgr24
-    testsrc ${width}x90 6 "$compare" >source.raw
+    # Six frames (0.24 s), written in two pixel formats by one ffmpeg.
+    ffmpeg -v error -f lavfi -i "testsrc=size=${width}x90:rate=25:duration=0.24" \
+      -f rawvideo -pix_fmt "$fmt" -y top-down.raw -f rawvideo -pix_fmt "$compare" -y source.raw
     frame_bytes=$(( $(stat -c %s source.raw) / 6 ))
     dd if=source.raw of=source4.raw bs=$frame_bytes skip=4 count=1 status=none
-    testsrc ${width}x90 6 "$fmt" >top-down.raw
-    # Rows reversed without a conversion, so every byte stays as it was.
-    ffmpeg -v error -f rawvideo -pix_fmt "$fmt" -s ${width}x90 -i top-down.raw -vf vflip \
-      -f rawvideo -pix_fmt "$fmt" -y bottom-up.raw
-    # Bottom-up input for the two row orders the movie keeps (RGB, YUY2).
-    orders=top-down; { [ $code = 0 ] || [ $code = 3 ]; } && orders="top-down bottom-up"
+    # Bottom-up input too for YUY2, whose rows the movie keeps top-down; its
+    # rows reversed without a conversion, so every byte stays as it was.
+    orders=top-down
+    if [ $code = 3 ]; then
+      orders="top-down bottom-up"
+      ffmpeg -v error -f rawvideo -pix_fmt "$fmt" -s ${width}x90 -i top-down.raw -vf vflip \
+        -f rawvideo -pix_fmt "$fmt" -y bottom-up.raw
+    fi
     for order in $orders; do
       flag=; [ $order = bottom-up ] && flag=--bottom-up
       tavrec --input $order.raw --size ${width}x90 --pixel-format $code $flag movie.avi
       expect_eq "$rc" 0 "exit code for $fmt $order"
-      expect_eq "$(probe movie.avi v:0 width,height,nb_frames | tr '\n' ' ')" "$width 90 6 " "$fmt $order stream"
       if [ "$fmt" = gray ]; then
         movie_frame movie.avi 4 pal8 indexes.raw
         head -c $frame_bytes indexes.raw >frame4.raw
@@ -221,10 +207,9 @@ case_test_card_and_tone() {
 }
 
 case_log() {
-  tavrec --frames 2 --size 64x48 --log trace.log --log-layout 2 movie.avi
-  expect_eq "$rc" 0 "exit code"
-  expect_eq "$(head -1 trace.log | tr -d '\r')" "SV=TRACE; CD=0; MSG=TavMovieMakerInitEx -> Enter" "first line"
+  # (layout 2 is read by the compressors case)
   tavrec --frames 2 --size 64x48 --log=plain.log --log-layout=1 --log-severity=1 movie.avi
+  expect_eq "$rc" 0 "exit code"
   expect_eq "$(head -1 plain.log | tr -d '\r')" "TRACE: 0; TavMovieMakerInitEx -> Enter" "layout 1"
   tavrec --frames 2 --size 64x48 --log errors.log --log-severity error movie.avi
   expect_eq "$rc" 0 "exit code"
@@ -257,9 +242,6 @@ case_compressors() {
   expect_eq "$(cat err)" "tavrec: TavMovieMakerAddMovieFrame2 failed: 0x80040217 (no system text)
 tavrec: the DLL's log is in tav.log" "stderr with IMA ADPCM"
   expect_grep tav.log "MSG=TavMovieMakerSetAudioCompressor -> Enter"
-  tavrec --frames 2 --size 64x48 --tone --audio-compressor "No Such Codec" movie.avi
-  expect_eq "$rc" 1 "exit code for an unknown audio compressor"
-  expect_grep err 'there is no audio compressor named "No Such Codec"'
 }
 
 case_library_failure() {
@@ -267,11 +249,13 @@ case_library_failure() {
   tavrec --frames 2 --size 64x48 --log no-such-dir/tav.log movie.avi
   expect_eq "$rc" 2 "exit code"
   expect_eq "$(cat err)" "tavrec: TavLogAttachFile failed: 0x80070003 (Path not found)" "stderr"
-  # A movie in a folder that does not exist.
+  # A movie in a folder that does not exist: the platform's writer fails on
+  # its own thread, so the DLL reports the system's error on a later call or,
+  # when the frames were handed over first, nothing; tavrec catches both.
   tavrec --frames 2 --size 64x48 no-such-dir/movie.avi
   expect_eq "$rc" 2 "exit code"
-  expect_grep err "tavrec: "
-  expect_grep err "no-such-dir"
+  head -1 err | grep -qE '^tavrec: (every call returned S_OK, but the DLL wrote nothing into .*no-such-dir.movie\.avi|TavMovieMaker(AddMovieFrame2|StopMovieRecord) failed: 0x80070003 \(Path not found\))' ||
+    fail "unexpected report"
 }
 
 case_refusal_without_pack() {

@@ -271,7 +271,12 @@ void Browse(App* app) {
 }
 
 void Record(App* app) {
-  app->recorder.Start(TextOf(app->Item(CTL_FILE)));
+  // The File Writer overwrites an existing file in place, keeping its length:
+  // a shorter movie would leave the old one's tail behind. (Browse… has
+  // asked before replacing a file.)
+  const std::wstring file = TextOf(app->Item(CTL_FILE));
+  DeleteFileW(file.c_str());
+  app->recorder.Start(file);
   UpdateControls(app);
   ShowStatus(app);
 }

@@ -1,7 +1,6 @@
 #include "Options.h"
 
 #include <TavMovieMaker.h>
-#include <TestCard.h>
 
 #include <cmath>
 #include <cwchar>
@@ -135,7 +134,6 @@ std::wstring ParseOptions(int argc, wchar_t** argv, Options& o) {
   if (!o.audioCompressor.empty() && !o.tone) return L"--audio-compressor needs --tone";
   if (seenLogOption && o.logPath.empty()) return L"--log-layout and --log-severity need --log FILE";
   if (o.pixelFormat == TAVMM_PIXEL_YUY2 && o.width % 2 != 0) return L"--pixel-format 3 (YUY2) needs an even width";
-  if (TavTestCardFrameBytes(o.width, o.height, o.pixelFormat) == 0) return L"frame size too large";
   return L"";
 }
 

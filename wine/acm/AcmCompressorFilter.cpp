@@ -131,9 +131,8 @@ HRESULT CAcmCompressorFilter::CheckInputFormat(const tavacm::WaveFormatBytes& in
 {
     if (input.empty())
         return VFW_E_TYPE_NOT_ACCEPTED;
-    // Wider PCM is only offered to the PCM converter; the codecs encode
-    // 16-bit samples.
-    if (!tavacm::IsIntegerPcm(Header(input), input.size(), m_formatTag == WAVE_FORMAT_PCM))
+    // Any integer PCM from which a chain reaches one of the codec's formats.
+    if (!tavacm::IsIntegerPcm(Header(input), input.size(), true))
         return VFW_E_TYPE_NOT_ACCEPTED;
     const tavacm::WaveFormatBytes plain = tavacm::PlainPcm(input);
     if (!tavacm::CanEncode(m_formatTag, Header(plain)))
@@ -145,7 +144,7 @@ void CAcmCompressorFilter::InputConnected(const tavacm::WaveFormatBytes& input)
 {
     m_input = tavacm::PlainPcm(input);
     m_capabilities = tavacm::OutputFormats(m_formatTag, Header(m_input));
-    if (!m_chosen.empty() && !tavacm::CanConvert(Header(m_input), Header(m_chosen)))
+    if (!m_chosen.empty() && tavacm::ConversionChain(Header(m_input), Header(m_chosen)).empty())
         m_chosen.clear();
 }
 
@@ -174,7 +173,7 @@ HRESULT CAcmCompressorFilter::CanProduce(const tavacm::WaveFormatBytes& output)
         const auto& formats = Capabilities();
         return std::find(formats.begin(), formats.end(), output) != formats.end() ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
     }
-    return tavacm::CanConvert(Header(m_input), Header(output)) ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
+    return tavacm::ConversionChain(Header(m_input), Header(output)).empty() ? VFW_E_TYPE_NOT_ACCEPTED : S_OK;
 }
 
 HRESULT CAcmCompressorFilter::CheckOutputFormat(const tavacm::WaveFormatBytes& output)
@@ -205,10 +204,11 @@ HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Pause()
     CAutoLock lock(&m_filterLock);
     if (m_State == State_Stopped && m_inputPin->IsConnected() && m_outputPin->IsConnected()) {
         CAutoLock stream(m_inputPin->ReceiveLock());
-        // The converter's buffers are made here: no exception may leave.
+        // The converters' buffers are made here: no exception may leave.
         const HRESULT hr = tavpack::CallWithoutThrowing([&] {
             const tavacm::WaveFormatBytes output = tavacm::WaveFormatOf(m_outputPin->CurrentMediaType());
-            return m_converter.Open(Header(m_input), Header(output));
+            return output.empty() ? VFW_E_TYPE_NOT_ACCEPTED
+                                  : m_chain.Open(tavacm::ConversionChain(Header(m_input), Header(output)));
         });
         if (FAILED(hr))
             return hr;
@@ -228,7 +228,7 @@ HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Stop()
         m_outputPin->Inactive();
     const HRESULT hr = CBaseFilter::Stop();
     CAutoLock stream(m_inputPin->ReceiveLock());
-    m_converter.Close();
+    m_chain.Close();
     return hr;
 }
 
@@ -245,7 +245,7 @@ REFERENCE_TIME CAcmCompressorFilter::InputDuration(size_t bytes) const
 
 HRESULT CAcmCompressorFilter::Receive(IMediaSample* sample)
 {
-    if (!m_converter.IsOpen())
+    if (!m_chain.IsOpen())
         return VFW_E_NOT_CONNECTED;  // the output was not connected when the graph paused
 
     BYTE* data = nullptr;
@@ -253,28 +253,31 @@ HRESULT CAcmCompressorFilter::Receive(IMediaSample* sample)
     if (FAILED(hr))
         return hr;
     const long length = sample->GetActualDataLength();
+    const size_t size = length > 0 ? static_cast<size_t>(length) : 0;
+    const REFERENCE_TIME heldBefore = m_chain.HeldDuration();
     REFERENCE_TIME start = 0;
     REFERENCE_TIME stop = 0;
     if (SUCCEEDED(sample->GetTime(&start, &stop))) {
-        // The bytes still pending in the codec came just before this sample.
-        m_nextStart = start - InputDuration(m_converter.PendingBytes());
+        // The input still held in the chain came just before this sample.
+        m_nextStart = start - heldBefore;
         m_haveTime = true;
     }
     if (sample->IsDiscontinuity() == S_OK)
         m_discontinuity = true;
 
     std::vector<BYTE> output;
-    size_t consumed = 0;
-    hr = m_converter.Convert(data, length > 0 ? static_cast<size_t>(length) : 0, output, &consumed);
+    hr = m_chain.Convert(data, size, output);
     if (FAILED(hr))
         return hr;
-    return DeliverConverted(output, consumed);
+    // The output lasts as long as the input that went into it: this sample
+    // and what was held before, less what is held now.
+    return DeliverConverted(output, InputDuration(size) + heldBefore - m_chain.HeldDuration());
 }
 
-HRESULT CAcmCompressorFilter::DeliverConverted(const std::vector<BYTE>& output, size_t consumedInput)
+HRESULT CAcmCompressorFilter::DeliverConverted(const std::vector<BYTE>& output, REFERENCE_TIME duration)
 {
     const REFERENCE_TIME batchStart = m_nextStart;
-    const REFERENCE_TIME batchDuration = InputDuration(consumedInput);
+    const REFERENCE_TIME batchDuration = std::max<REFERENCE_TIME>(duration, 0);
     m_nextStart += batchDuration;
     if (output.empty())
         return S_OK;
@@ -315,10 +318,12 @@ HRESULT CAcmCompressorFilter::DeliverConverted(const std::vector<BYTE>& output, 
 
 HRESULT CAcmCompressorFilter::EndOfStream()
 {
+    // Every step's held input is converted and ended, the codec's last block
+    // completed with silence.
     std::vector<BYTE> output;
-    size_t consumed = 0;
-    if (SUCCEEDED(m_converter.Flush(output, &consumed)))
-        DeliverConverted(output, consumed);
+    const REFERENCE_TIME held = m_chain.HeldDuration();
+    if (SUCCEEDED(m_chain.Flush(output)))
+        DeliverConverted(output, held);
     return m_outputPin->DeliverEndOfStream();
 }
 
@@ -334,7 +339,7 @@ HRESULT CAcmCompressorFilter::BeginFlush()
 
 HRESULT CAcmCompressorFilter::EndFlush()
 {
-    m_converter.Discard();
+    m_chain.Discard();
     m_haveTime = false;
     m_discontinuity = true;
     if (!m_outputPin->IsConnected())

@@ -4,10 +4,13 @@
 // bag (IPersistPropertyBag::Load), whose "AcmId" names the format tag; made
 // directly it converts to PCM.
 //
-// Pins: "Input" (PCM the codec can encode) and "Output" (the codec's format,
-// chosen through the output pin's IAMStreamConfig; by default the first the
-// codec offers). Samples are converted with acmStreamConvert; output samples
-// carry the input's times, end of stream flushes the codec.
+// Pins: "Input" (integer PCM from which the codec can be reached) and
+// "Output" (the codec's format, chosen through the output pin's
+// IAMStreamConfig; by default the best quality the input can give). Wine's
+// codecs take only 16-bit PCM at their own rates, so samples go through a
+// chain of ACM streams: Wine's PCM converter changes bit depth, rate and
+// channels, then the codec encodes. Output samples carry the input's times;
+// end of stream flushes the converter and the codec.
 //
 // Threads: state changes, connections and format choices run under the
 // filter lock; the streaming calls (Receive, EndOfStream, EndFlush) run on
@@ -17,7 +20,7 @@
 #pragma once
 
 #include "framework/BaseFilter.h"
-#include "wine/acm/AcmConverter.h"
+#include "wine/acm/AcmChain.h"
 #include "wine/acm/AcmFormats.h"
 
 #include <ocidl.h>
@@ -61,16 +64,17 @@ public:
     void InputConnected(const tavacm::WaveFormatBytes& input);
     void InputDisconnected();
     bool HasInput() const { return !m_input.empty(); }
-    // Formats offered: those the codec makes from the connected input, or,
-    // before the input is connected, every format of the codec's tag (so a
-    // host can let the user pick one first).
+    // Formats offered, best quality first: those reachable from the
+    // connected input, or, before the input is connected, every format of
+    // the codec's tag that some PCM input reaches (so a host can let the
+    // user pick one first).
     const std::vector<tavacm::WaveFormatBytes>& Capabilities();
-    // S_OK when the codec can produce this format from the current input.
+    // S_OK when the chain can produce this format from the current input.
     HRESULT CanProduce(const tavacm::WaveFormatBytes& output);
     // S_OK when the output may carry this format now: the codec can produce
     // it and it is the chosen format, if one was chosen.
     HRESULT CheckOutputFormat(const tavacm::WaveFormatBytes& output);
-    // The output format: the one chosen by SetFormat, else the first
+    // The output format: the one chosen by SetFormat, else the first (best)
     // capability; empty when there is none.
     tavacm::WaveFormatBytes OutputFormat();
     // Chooses the output format (IAMStreamConfig::SetFormat); an empty
@@ -88,8 +92,9 @@ public:
 
 private:
     // Delivers converted bytes in samples of the output allocator's size,
-    // stamped with the times of the input bytes they came from.
-    HRESULT DeliverConverted(const std::vector<BYTE>& output, size_t consumedInput);
+    // stamped with the times of the input they came from, which lasted
+    // `duration` from m_nextStart on.
+    HRESULT DeliverConverted(const std::vector<BYTE>& output, REFERENCE_TIME duration);
     REFERENCE_TIME InputDuration(size_t bytes) const;
 
     CCritSec m_filterLock;
@@ -103,7 +108,7 @@ private:
     tavacm::WaveFormatBytes m_chosen;            // from SetFormat, may be empty
 
     // Stream state (the input pin's receive lock).
-    tavacm::CAcmConverter m_converter;
+    tavacm::CAcmChain m_chain;
     REFERENCE_TIME m_nextStart = 0;  // time of the first input byte not yet delivered
     bool m_haveTime = false;
     bool m_discontinuity = true;

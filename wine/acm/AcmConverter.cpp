@@ -22,7 +22,10 @@ CAcmConverter::~CAcmConverter()
 HRESULT CAcmConverter::Open(const WAVEFORMATEX& input, const WAVEFORMATEX& output)
 {
     Close();
-    const MMRESULT result = acmStreamOpen(&m_stream, nullptr, const_cast<WAVEFORMATEX*>(&input),
+    HACMDRIVER driver = ConvertingDriver(input, output);
+    if (driver == nullptr)
+        return VFW_E_TYPE_NOT_ACCEPTED;
+    const MMRESULT result = acmStreamOpen(&m_stream, driver, const_cast<WAVEFORMATEX*>(&input),
                                           const_cast<WAVEFORMATEX*>(&output), nullptr, 0, 0,
                                           ACM_STREAMOPENF_NONREALTIME);
     if (result != MMSYSERR_NOERROR) {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <tuple>
 
 namespace tavacm {
 namespace {
@@ -47,38 +48,82 @@ std::vector<AcmFormatTag> AllFormatTags()
     return tags;
 }
 
-struct EnumContext {
-    const WAVEFORMATEX* input;  // null: take every format
-    std::vector<WaveFormatBytes>* formats;
-    std::vector<WaveFormatBytes> refused;  // asked already, not convertible
-    bool stopAtFirst;
+struct OpenDriver {
+    HACMDRIVER handle;
+    std::vector<DWORD> tags;  // the format tags it knows
+
+    bool Knows(DWORD tag) const { return std::find(tags.begin(), tags.end(), tag) != tags.end(); }
 };
 
+BOOL CALLBACK AddDriver(HACMDRIVERID id, DWORD_PTR context, DWORD)
+{
+    OpenDriver driver = {nullptr, {}};
+    ACMDRIVERDETAILSW details = {};
+    details.cbStruct = sizeof(details);
+    if (acmDriverDetailsW(id, &details, 0) != MMSYSERR_NOERROR ||
+        acmDriverOpen(&driver.handle, id, 0) != MMSYSERR_NOERROR)
+        return TRUE;
+    for (DWORD index = 0; index < details.cFormatTags; ++index) {
+        ACMFORMATTAGDETAILSW tag = {};
+        tag.cbStruct = sizeof(tag);
+        tag.dwFormatTagIndex = index;
+        if (acmFormatTagDetailsW(driver.handle, &tag, ACM_FORMATTAGDETAILSF_INDEX) == MMSYSERR_NOERROR)
+            driver.tags.push_back(tag.dwFormatTag);
+    }
+    reinterpret_cast<std::vector<OpenDriver>*>(context)->push_back(std::move(driver));
+    return TRUE;
+}
+
+// Every enabled ACM driver with its format tags, opened once for the process
+// and never closed. Asking an open driver is immediate, while ACM's own
+// search for a driver opens and closes each of them on every question (tens
+// of milliseconds a question under Wine, and building a compressor's list
+// asks hundreds).
+const std::vector<OpenDriver>& OpenDrivers()
+{
+    static const std::vector<OpenDriver>* const drivers = [] {
+        auto* opened = new std::vector<OpenDriver>;
+        acmDriverEnum(AddDriver, reinterpret_cast<DWORD_PTR>(opened), 0);
+        return opened;
+    }();
+    return *drivers;
+}
+
+// Collects every enumerated format once (several drivers enumerate the same
+// PCM formats).
 BOOL CALLBACK CollectFormat(HACMDRIVERID, LPACMFORMATDETAILSW details, DWORD_PTR context, DWORD)
 {
-    auto* enumContext = reinterpret_cast<EnumContext*>(context);
+    auto* formats = reinterpret_cast<std::vector<WaveFormatBytes>*>(context);
     WaveFormatBytes format = CopyFormat(*details->pwfx, details->cbwfx);
-    // Several drivers enumerate the same PCM formats: ask ACM once each.
-    auto& formats = *enumContext->formats;
-    auto& refused = enumContext->refused;
-    if (std::find(formats.begin(), formats.end(), format) != formats.end() ||
-        std::find(refused.begin(), refused.end(), format) != refused.end())
-        return TRUE;
-    if (enumContext->input == nullptr ||
-        CanConvert(*enumContext->input, *reinterpret_cast<const WAVEFORMATEX*>(format.data()))) {
-        formats.push_back(std::move(format));
-        return enumContext->stopAtFirst ? FALSE : TRUE;
-    }
-    refused.push_back(std::move(format));
+    if (std::find(formats->begin(), formats->end(), format) == formats->end())
+        formats->push_back(std::move(format));
     return TRUE;
+}
+
+const WAVEFORMATEX& Header(const WaveFormatBytes& format)
+{
+    return *reinterpret_cast<const WAVEFORMATEX*>(format.data());
 }
 
 }  // namespace
 
+HACMDRIVER ConvertingDriver(const WAVEFORMATEX& input, const WAVEFORMATEX& output)
+{
+    // As ACM's own search does, only drivers that know both format tags are
+    // asked: Wine's PCM converter, for one, does not check them itself.
+    for (const OpenDriver& driver : OpenDrivers()) {
+        if (driver.Knows(input.wFormatTag) && driver.Knows(output.wFormatTag) &&
+            acmStreamOpen(nullptr, driver.handle, const_cast<WAVEFORMATEX*>(&input),
+                          const_cast<WAVEFORMATEX*>(&output), nullptr, 0, 0,
+                          ACM_STREAMOPENF_QUERY | ACM_STREAMOPENF_NONREALTIME) == MMSYSERR_NOERROR)
+            return driver.handle;
+    }
+    return nullptr;
+}
+
 bool CanConvert(const WAVEFORMATEX& input, const WAVEFORMATEX& output)
 {
-    return acmStreamOpen(nullptr, nullptr, const_cast<WAVEFORMATEX*>(&input), const_cast<WAVEFORMATEX*>(&output),
-                         nullptr, 0, 0, ACM_STREAMOPENF_QUERY | ACM_STREAMOPENF_NONREALTIME) == MMSYSERR_NOERROR;
+    return ConvertingDriver(input, output) != nullptr;
 }
 
 WaveFormatBytes CopyFormat(const WAVEFORMATEX& format, size_t availableBytes)
@@ -135,27 +180,63 @@ std::wstring FormatTagName(WORD tag)
     return std::wstring();
 }
 
+WaveFormatBytes Pcm16Format(DWORD rate, WORD channels)
+{
+    const WORD align = static_cast<WORD>(2 * channels);
+    const WAVEFORMATEX header = {WAVE_FORMAT_PCM, channels, rate, rate * align, align, 16, 0};
+    return CopyFormat(header, sizeof(header));
+}
+
+std::vector<WaveFormatBytes> ConversionChain(const WAVEFORMATEX& input, const WAVEFORMATEX& output)
+{
+    const WaveFormatBytes from = CopyFormat(input, FormatSize(input));
+    const WaveFormatBytes to = CopyFormat(output, FormatSize(output));
+    const WaveFormatBytes outputLayout = Pcm16Format(output.nSamplesPerSec, output.nChannels);
+    const WaveFormatBytes inputLayout = Pcm16Format(input.nSamplesPerSec, input.nChannels);
+    const std::vector<WaveFormatBytes> chains[] = {
+        {from, to},
+        {from, outputLayout, to},
+        {from, inputLayout, to},
+        {from, inputLayout, outputLayout, to},
+    };
+    for (const std::vector<WaveFormatBytes>& chain : chains) {
+        // A step to the same format is needless inside a longer chain.
+        bool opens = true;
+        for (size_t i = 1; i < chain.size() && opens; ++i)
+            opens = (chain.size() == 2 || chain[i - 1] != chain[i]) &&
+                    CanConvert(Header(chain[i - 1]), Header(chain[i]));
+        if (opens)
+            return chain;
+    }
+    return {};
+}
+
+void SortBestFirst(std::vector<WaveFormatBytes>& formats, const WAVEFORMATEX* input)
+{
+    const DWORD rate = input != nullptr ? input->nSamplesPerSec : 0xFFFFFFFF;
+    const DWORD channels = input != nullptr ? input->nChannels : 0xFFFF;
+    const DWORD bits = input != nullptr ? input->wBitsPerSample : 0xFFFF;
+    auto key = [&](const WaveFormatBytes& format) {
+        const WAVEFORMATEX& h = Header(format);
+        const DWORD excessRate = h.nSamplesPerSec > rate ? h.nSamplesPerSec - rate : 0;
+        const DWORD excessChannels = h.nChannels > channels ? h.nChannels - channels : 0;
+        // Larger is better in every place.
+        return std::make_tuple(std::min<DWORD>(h.nSamplesPerSec, rate), std::min<DWORD>(h.nChannels, channels),
+                               0xFFFFFFFF - excessRate, 0xFFFFFFFF - excessChannels,
+                               std::min<DWORD>(h.wBitsPerSample, bits), h.nAvgBytesPerSec);
+    };
+    std::stable_sort(formats.begin(), formats.end(),
+                     [&](const WaveFormatBytes& a, const WaveFormatBytes& b) { return key(a) > key(b); });
+}
+
 namespace {
 
-// The suggested format (when it converts), then the enumerated ones; with
-// stopAtFirst, no more than one format in all.
-std::vector<WaveFormatBytes> CollectOutputFormats(WORD tag, const WAVEFORMATEX& input, bool stopAtFirst)
+// Every format the codec enumerates for the tag.
+std::vector<WaveFormatBytes> EnumeratedFormats(WORD tag)
 {
     std::vector<WaveFormatBytes> formats;
     const DWORD maxSize = MaxFormatSize();
     WaveFormatBytes buffer(maxSize, 0);
-    auto* suggested = reinterpret_cast<WAVEFORMATEX*>(buffer.data());
-    suggested->wFormatTag = tag;
-    if (acmFormatSuggest(nullptr, const_cast<WAVEFORMATEX*>(&input), suggested, maxSize,
-                         ACM_FORMATSUGGESTF_WFORMATTAG) == MMSYSERR_NOERROR &&
-        CanConvert(input, *suggested)) {
-        formats.push_back(CopyFormat(*suggested, maxSize));
-        if (stopAtFirst)
-            return formats;
-    }
-    const size_t suggestedCount = formats.size();
-
-    std::fill(buffer.begin(), buffer.end(), 0);
     auto* enumerated = reinterpret_cast<WAVEFORMATEX*>(buffer.data());
     enumerated->wFormatTag = tag;
     ACMFORMATDETAILSW details = {};
@@ -163,24 +244,39 @@ std::vector<WaveFormatBytes> CollectOutputFormats(WORD tag, const WAVEFORMATEX& 
     details.dwFormatTag = tag;
     details.pwfx = enumerated;
     details.cbwfx = maxSize;
-    EnumContext context = {&input, &formats, {}, stopAtFirst};
-    acmFormatEnumW(nullptr, &details, CollectFormat, reinterpret_cast<DWORD_PTR>(&context),
+    acmFormatEnumW(nullptr, &details, CollectFormat, reinterpret_cast<DWORD_PTR>(&formats),
                    ACM_FORMATENUMF_WFORMATTAG);
-
-    // Of the enumerated formats, those that keep the input's rate and
-    // channels come first, more bits before fewer: the first one is the
-    // default when the codec suggests nothing it can convert to.
-    auto keepsLayout = [&input](const WaveFormatBytes& format) {
-        const auto& header = *reinterpret_cast<const WAVEFORMATEX*>(format.data());
-        return header.nSamplesPerSec == input.nSamplesPerSec && header.nChannels == input.nChannels;
-    };
-    const auto begin = formats.begin() + static_cast<std::ptrdiff_t>(suggestedCount);
-    const auto middle = std::stable_partition(begin, formats.end(), keepsLayout);
-    std::stable_sort(begin, middle, [](const WaveFormatBytes& a, const WaveFormatBytes& b) {
-        return reinterpret_cast<const WAVEFORMATEX*>(a.data())->wBitsPerSample >
-               reinterpret_cast<const WAVEFORMATEX*>(b.data())->wBitsPerSample;
-    });
     return formats;
+}
+
+// What the codec suggests for the input, then what it enumerates.
+std::vector<WaveFormatBytes> CandidateFormats(WORD tag, const WAVEFORMATEX& input)
+{
+    std::vector<WaveFormatBytes> formats;
+    const DWORD maxSize = MaxFormatSize();
+    WaveFormatBytes buffer(maxSize, 0);
+    auto* suggested = reinterpret_cast<WAVEFORMATEX*>(buffer.data());
+    suggested->wFormatTag = tag;
+    for (const OpenDriver& driver : OpenDrivers()) {
+        if (driver.Knows(input.wFormatTag) && driver.Knows(tag) &&
+            acmFormatSuggest(driver.handle, const_cast<WAVEFORMATEX*>(&input), suggested, maxSize,
+                             ACM_FORMATSUGGESTF_WFORMATTAG) == MMSYSERR_NOERROR) {
+            formats.push_back(CopyFormat(*suggested, maxSize));
+            break;
+        }
+        std::fill(buffer.begin(), buffer.end(), 0);
+        suggested->wFormatTag = tag;
+    }
+    for (WaveFormatBytes& format : EnumeratedFormats(tag)) {
+        if (std::find(formats.begin(), formats.end(), format) == formats.end())
+            formats.push_back(std::move(format));
+    }
+    return formats;
+}
+
+bool Reaches(const WAVEFORMATEX& input, const WaveFormatBytes& output)
+{
+    return Header(output).wFormatTag != WAVE_FORMAT_UNKNOWN && !ConversionChain(input, Header(output)).empty();
 }
 
 }  // namespace
@@ -188,47 +284,38 @@ std::vector<WaveFormatBytes> CollectOutputFormats(WORD tag, const WAVEFORMATEX& 
 std::vector<WaveFormatBytes> TagFormats(WORD tag)
 {
     std::vector<WaveFormatBytes> formats;
-    const DWORD maxSize = MaxFormatSize();
-    WaveFormatBytes buffer(maxSize, 0);
-    auto* enumerated = reinterpret_cast<WAVEFORMATEX*>(buffer.data());
-    enumerated->wFormatTag = tag;
-    ACMFORMATDETAILSW details = {};
-    details.cbStruct = sizeof(details);
-    details.dwFormatTag = tag;
-    details.pwfx = enumerated;
-    details.cbwfx = maxSize;
-    EnumContext context = {nullptr, &formats, {}, false};
-    acmFormatEnumW(nullptr, &details, CollectFormat, reinterpret_cast<DWORD_PTR>(&context),
-                   ACM_FORMATENUMF_WFORMATTAG);
+    for (WaveFormatBytes& format : EnumeratedFormats(tag)) {
+        const WAVEFORMATEX& h = Header(format);
+        if (Reaches(Header(Pcm16Format(h.nSamplesPerSec, h.nChannels)), format))
+            formats.push_back(std::move(format));
+    }
+    SortBestFirst(formats, nullptr);
     return formats;
 }
 
 std::vector<WaveFormatBytes> OutputFormats(WORD tag, const WAVEFORMATEX& input)
 {
-    return CollectOutputFormats(tag, input, false);
+    std::vector<WaveFormatBytes> formats;
+    for (WaveFormatBytes& format : CandidateFormats(tag, input)) {
+        if (Reaches(input, format))
+            formats.push_back(std::move(format));
+    }
+    SortBestFirst(formats, &input);
+    return formats;
 }
 
 bool CanEncode(WORD tag, const WAVEFORMATEX& input)
 {
-    return !CollectOutputFormats(tag, input, true).empty();
+    const std::vector<WaveFormatBytes> candidates = CandidateFormats(tag, input);
+    return std::any_of(candidates.begin(), candidates.end(),
+                       [&input](const WaveFormatBytes& format) { return Reaches(input, format); });
 }
 
 std::vector<AcmFormatTag> EncodableFormatTags()
 {
-    static const DWORD kRates[] = {8000, 11025, 16000, 22050, 32000, 44100, 48000};
     std::vector<AcmFormatTag> encodable;
     for (const AcmFormatTag& tag : AllFormatTags()) {
-        bool found = false;
-        for (DWORD rate : kRates) {
-            for (WORD channels = 1; channels <= 2 && !found; ++channels) {
-                const WORD align = static_cast<WORD>(2 * channels);
-                const WAVEFORMATEX input = {WAVE_FORMAT_PCM, channels, rate, rate * align, align, 16, 0};
-                found = CanEncode(tag.tag, input);
-            }
-            if (found)
-                break;
-        }
-        if (found)
+        if (!TagFormats(tag.tag).empty())
             encodable.push_back(tag);
     }
     return encodable;

@@ -1,6 +1,7 @@
 // CAcmInputPin: the compressor's input pin "Input" (id "In"). It takes
-// 16-bit PCM (and, for the PCM entry, 8/24/32-bit PCM, plain or extensible)
-// that the filter's codec can encode, and hands every sample to the filter.
+// integer PCM (8/16/24/32-bit, plain or extensible) from which the filter's
+// chain reaches at least one of the codec's formats, and hands every sample
+// to the filter.
 //
 // Threads: connection calls come from the graph under the filter lock;
 // Receive, EndOfStream and the flush calls come from the upstream streaming
