@@ -53,6 +53,7 @@ bin=$build/bin
 run_wine() { bash "$root/cmake/wine-run.sh" "$@"; }
 winpath() { echo "Z:${1//\//\\}"; }
 
+load_start=$(cut -d' ' -f1 /proc/loadavg)
 work_shm=$(mktemp -d /dev/shm/tav-bench.XXXXXX)
 work_disk=$(mktemp -d "${TAV_BENCH_DISK:-$build}/tav-bench.XXXXXX")
 trap 'rm -rf "$work_shm" "$work_disk"' EXIT
@@ -174,8 +175,8 @@ Made by \`bash bench/compare.sh$tiny_flag --rounds $rounds\` on $(date -u '+%Y-%
 Machine: $(nproc) cores ($cpu), $(awk '/MemTotal/ { printf "%.0f GB", $2 / 1048576 }' /proc/meminfo) RAM,
 Linux $(uname -r), $(wine --version 2>/dev/null || echo Wine), $(ffmpeg -version | head -1 | cut -d' ' -f1-3).
 The machine was shared with other developers building and testing while
-this ran, so single figures vary; the medians of interleaved rounds are what
-to compare.
+this ran (load average $load_start at the start, $(cut -d' ' -f1 /proc/loadavg) at the end), so
+single figures vary; the medians of interleaved rounds are what to compare.
 
 ## Frames per second
 
