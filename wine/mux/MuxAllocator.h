@@ -15,7 +15,7 @@
 #include <windows.h>
 #include <strmif.h>
 
-class MuxAllocator : public IMemAllocator {
+class MuxAllocator final : public IMemAllocator {
 public:
     static constexpr long kMinBuffers = 3;
     static constexpr long kMaxBuffers = 4;
