@@ -65,4 +65,33 @@ mkdir -p "$(dirname "$prefix")"
   fi
 ) 9>"$prefix.lock"
 
-exec "$wine" "$program" "$@"
+# A terminal or a file can be handed over as it is.
+is_pipe() { [ -p "$1" ] || [ -S "$1" ]; }
+if ! is_pipe /dev/stdout && ! is_pipe /dev/stderr; then
+  exec "$wine" "$program" "$@"
+fi
+
+# A pipe cannot: a Windows process that the program starts (Wine's desktop
+# process, explorer.exe, when the program is the first to need a window)
+# inherits it and lives on, and the reader (CTest, a $(...)) would wait for
+# its end long after the program has gone. The program writes into files
+# instead, relayed here as they grow and until the program ends.
+relay_dir=$(mktemp -d)
+trap 'rm -rf "$relay_dir"' EXIT
+: >"$relay_dir/out"
+: >"$relay_dir/err"
+# Background jobs read /dev/null unless told otherwise: keep our input.
+exec 3<&0
+"$wine" "$program" "$@" <&3 >"$relay_dir/out" 2>"$relay_dir/err" 3<&- &
+program_pid=$!
+exec 3<&-
+trap 'kill "$program_pid" 2>/dev/null' TERM INT HUP
+relay() { tail -q -c +1 -s 0.05 --pid="$program_pid" -f "$1"; }
+relay "$relay_dir/out" &
+out_pid=$!
+relay "$relay_dir/err" >&2 &
+err_pid=$!
+status=0
+wait "$program_pid" || status=$?
+wait "$out_pid" "$err_pid" || true
+exit "$status"
