@@ -359,6 +359,213 @@ TEST_F(AviLayoutWriterTest, WithoutTheLegacyIndexTheFileReadsThroughIndx) {
     EXPECT_EQ(packets[3].pts, 4);
 }
 
+// Reads the fields of a file one after the other, as they were laid out.
+class FieldReader {
+public:
+    FieldReader(const std::vector<std::uint8_t>& bytes, std::size_t at) : b_(bytes), at_(at) {}
+    std::string Fourcc() {
+        std::string s(reinterpret_cast<const char*>(&b_.at(at_)), 4);
+        at_ += 4;
+        return s;
+    }
+    std::uint32_t U32() {
+        std::uint32_t v = Le32(b_, at_);
+        at_ += 4;
+        return v;
+    }
+    std::uint16_t U16() {
+        std::uint16_t v = static_cast<std::uint16_t>(b_.at(at_) | (b_.at(at_ + 1) << 8));
+        at_ += 2;
+        return v;
+    }
+    std::uint8_t U8() { return b_.at(at_++); }
+    std::uint64_t U64() {
+        std::uint64_t low = U32();
+        return low | (static_cast<std::uint64_t>(U32()) << 32);
+    }
+    std::vector<std::uint8_t> Bytes(std::size_t n) {
+        std::vector<std::uint8_t> v(b_.begin() + at_, b_.begin() + at_ + n);
+        at_ += n;
+        return v;
+    }
+    bool Zeros(std::size_t n) {
+        std::vector<std::uint8_t> v = Bytes(n);
+        return std::all_of(v.begin(), v.end(), [](std::uint8_t x) { return x == 0; });
+    }
+    std::size_t At() const { return at_; }
+
+private:
+    const std::vector<std::uint8_t>& b_;
+    std::size_t at_;
+};
+
+TEST_F(AviLayoutWriterTest, HeaderFieldsHoldTheRecordedValues) {
+    const std::vector<std::uint8_t> bitmap = BitmapFormat(8, 6, 24, BI_RGB);
+    const std::vector<std::uint8_t> wave = PcmFormat(1, 8000, 16);  // 2-byte blocks, 16000 bytes/s
+    {
+        FileSink sink(file_);
+        ASSERT_TRUE(sink.IsOpen());
+        AviLayoutOptions options;
+        options.superIndexEntries = 3;
+        AviLayoutWriter writer(sink, options);
+        AviStreamFormat video = Video(8, 6, 24);
+        video.name = "cam";
+        ASSERT_EQ(writer.AddStream(video), 0);
+        ASSERT_EQ(writer.AddStream(Audio(wave)), 1);
+        ASSERT_EQ(writer.Begin(), S_OK);
+        std::vector<std::uint8_t> frame = Pattern(DibSize(8, 6, 24), 1), block = Pattern(100, 2);
+        for (int i = 0; i < 3; ++i) {
+            ASSERT_EQ(writer.WriteSample(0, frame.data(), static_cast<std::uint32_t>(frame.size()), true), S_OK);
+            if (i < 2) {
+                ASSERT_EQ(writer.WriteSample(1, block.data(), 100, true), S_OK);
+            }
+        }
+        ASSERT_EQ(writer.Finish(), S_OK);
+    }
+    const std::vector<std::uint8_t> b = ReadFileBytes(file_);
+    ASSERT_GT(b.size(), 1024u);
+    FieldReader r(b, 0);
+    EXPECT_EQ(r.Fourcc(), "RIFF");
+    EXPECT_EQ(r.U32(), Le32(b, 4));
+    EXPECT_EQ(r.Fourcc(), "AVI ");
+    EXPECT_EQ(r.Fourcc(), "LIST");
+    const std::size_t hdrlEnd = r.At() + 4 + r.U32();
+    EXPECT_EQ(r.Fourcc(), "hdrl");
+
+    EXPECT_EQ(r.Fourcc(), "avih");
+    EXPECT_EQ(r.U32(), 56u);
+    EXPECT_EQ(r.U32(), 40000u) << "dwMicroSecPerFrame";
+    EXPECT_EQ(r.U32(), 144u * 25 + 16000) << "dwMaxBytesPerSec: largest frame x rate + audio";
+    EXPECT_EQ(r.U32(), 0u) << "dwPaddingGranularity";
+    EXPECT_EQ(r.U32(), 0x910u) << "dwFlags: HASINDEX | ISINTERLEAVED | TRUSTCKTYPE";
+    EXPECT_EQ(r.U32(), 3u) << "dwTotalFrames";
+    EXPECT_EQ(r.U32(), 0u) << "dwInitialFrames";
+    EXPECT_EQ(r.U32(), 2u) << "dwStreams";
+    EXPECT_EQ(r.U32(), 144u + 8) << "dwSuggestedBufferSize";
+    EXPECT_EQ(r.U32(), 8u) << "dwWidth";
+    EXPECT_EQ(r.U32(), 6u) << "dwHeight";
+    EXPECT_TRUE(r.Zeros(16)) << "dwReserved";
+
+    EXPECT_EQ(r.Fourcc(), "LIST");
+    r.U32();
+    EXPECT_EQ(r.Fourcc(), "strl");
+    EXPECT_EQ(r.Fourcc(), "strh");
+    EXPECT_EQ(r.U32(), 56u);
+    EXPECT_EQ(r.Fourcc(), "vids") << "fccType";
+    EXPECT_EQ(r.U32(), 0u) << "fccHandler";
+    EXPECT_EQ(r.U32(), 0u) << "dwFlags";
+    EXPECT_EQ(r.U16(), 0u) << "wPriority";
+    EXPECT_EQ(r.U16(), 0u) << "wLanguage";
+    EXPECT_EQ(r.U32(), 0u) << "dwInitialFrames";
+    EXPECT_EQ(r.U32(), 1u) << "dwScale";
+    EXPECT_EQ(r.U32(), 25u) << "dwRate";
+    EXPECT_EQ(r.U32(), 0u) << "dwStart";
+    EXPECT_EQ(r.U32(), 3u) << "dwLength";
+    EXPECT_EQ(r.U32(), 144u) << "dwSuggestedBufferSize";
+    EXPECT_EQ(r.U32(), 0xFFFFFFFFu) << "dwQuality";
+    EXPECT_EQ(r.U32(), 0u) << "dwSampleSize";
+    EXPECT_EQ(r.U16(), 0u) << "rcFrame.left";
+    EXPECT_EQ(r.U16(), 0u) << "rcFrame.top";
+    EXPECT_EQ(r.U16(), 8u) << "rcFrame.right";
+    EXPECT_EQ(r.U16(), 6u) << "rcFrame.bottom";
+    EXPECT_EQ(r.Fourcc(), "strf");
+    EXPECT_EQ(r.U32(), bitmap.size());
+    EXPECT_EQ(r.Bytes(bitmap.size()), bitmap);
+    EXPECT_EQ(r.Fourcc(), "strn");
+    EXPECT_EQ(r.U32(), 4u);
+    EXPECT_EQ(r.Bytes(4), std::vector<std::uint8_t>({'c', 'a', 'm', 0}));
+    EXPECT_EQ(r.Fourcc(), "indx");
+    EXPECT_EQ(r.U32(), 24u + 3 * 16);
+    EXPECT_EQ(r.U16(), 4u) << "wLongsPerEntry";
+    EXPECT_EQ(r.U8(), 0u) << "bIndexSubType";
+    EXPECT_EQ(r.U8(), 0u) << "bIndexType: index of indexes";
+    EXPECT_EQ(r.U32(), 1u) << "nEntriesInUse";
+    EXPECT_EQ(r.Fourcc(), "00db") << "dwChunkId";
+    EXPECT_TRUE(r.Zeros(12)) << "dwReserved";
+    const std::uint64_t videoIx = r.U64();
+    EXPECT_EQ(r.U32(), 8u + 24 + 3 * 8) << "dwSize of ix00";
+    EXPECT_EQ(r.U32(), 3u) << "dwDuration: frames";
+    EXPECT_TRUE(r.Zeros(2 * 16)) << "unused entries";
+
+    EXPECT_EQ(r.Fourcc(), "LIST");
+    r.U32();
+    EXPECT_EQ(r.Fourcc(), "strl");
+    EXPECT_EQ(r.Fourcc(), "strh");
+    EXPECT_EQ(r.U32(), 56u);
+    EXPECT_EQ(r.Fourcc(), "auds") << "fccType";
+    EXPECT_EQ(r.U32(), 0u) << "fccHandler";
+    EXPECT_EQ(r.U32(), 0u) << "dwFlags";
+    EXPECT_EQ(r.U16(), 0u) << "wPriority";
+    EXPECT_EQ(r.U16(), 0u) << "wLanguage";
+    EXPECT_EQ(r.U32(), 0u) << "dwInitialFrames";
+    EXPECT_EQ(r.U32(), 2u) << "dwScale: nBlockAlign";
+    EXPECT_EQ(r.U32(), 16000u) << "dwRate: nAvgBytesPerSec";
+    EXPECT_EQ(r.U32(), 0u) << "dwStart";
+    EXPECT_EQ(r.U32(), 100u) << "dwLength: blocks";
+    EXPECT_EQ(r.U32(), 100u) << "dwSuggestedBufferSize";
+    EXPECT_EQ(r.U32(), 0xFFFFFFFFu) << "dwQuality";
+    EXPECT_EQ(r.U32(), 2u) << "dwSampleSize";
+    EXPECT_TRUE(r.Zeros(8)) << "rcFrame";
+    EXPECT_EQ(r.Fourcc(), "strf");
+    EXPECT_EQ(r.U32(), wave.size());
+    EXPECT_EQ(r.Bytes(wave.size()), wave);
+    EXPECT_EQ(r.Fourcc(), "indx");
+    EXPECT_EQ(r.U32(), 24u + 3 * 16);
+    EXPECT_EQ(r.U16(), 4u);
+    EXPECT_EQ(r.U8(), 0u);
+    EXPECT_EQ(r.U8(), 0u);
+    EXPECT_EQ(r.U32(), 1u);
+    EXPECT_EQ(r.Fourcc(), "01wb");
+    EXPECT_TRUE(r.Zeros(12));
+    const std::uint64_t audioIx = r.U64();
+    EXPECT_EQ(r.U32(), 8u + 24 + 2 * 8) << "dwSize of ix01";
+    EXPECT_EQ(r.U32(), 100u) << "dwDuration: blocks";
+    EXPECT_TRUE(r.Zeros(2 * 16));
+
+    EXPECT_EQ(r.Fourcc(), "LIST");
+    EXPECT_EQ(r.U32(), 4u + 8 + 248);
+    EXPECT_EQ(r.Fourcc(), "odml");
+    EXPECT_EQ(r.Fourcc(), "dmlh");
+    EXPECT_EQ(r.U32(), 248u);
+    EXPECT_EQ(r.U32(), 3u) << "dwTotalFrames";
+    EXPECT_TRUE(r.Zeros(244)) << "dwReserved";
+    EXPECT_EQ(r.At(), hdrlEnd);
+
+    EXPECT_EQ(r.Fourcc(), "JUNK");
+    r.Bytes(r.U32());
+    const std::size_t movi = r.At();
+    EXPECT_EQ(r.Fourcc(), "LIST");
+    r.U32();
+    EXPECT_EQ(r.Fourcc(), "movi");
+    EXPECT_EQ(r.At() % 512, 0u) << "the first chunk starts on a sector";
+
+    // The video stream's standard index.
+    FieldReader ix(b, static_cast<std::size_t>(videoIx));
+    EXPECT_EQ(ix.Fourcc(), "ix00");
+    EXPECT_EQ(ix.U32(), 24u + 3 * 8);
+    EXPECT_EQ(ix.U16(), 2u) << "wLongsPerEntry";
+    EXPECT_EQ(ix.U8(), 0u) << "bIndexSubType";
+    EXPECT_EQ(ix.U8(), 1u) << "bIndexType: index of chunks";
+    EXPECT_EQ(ix.U32(), 3u) << "nEntriesInUse";
+    EXPECT_EQ(ix.Fourcc(), "00db") << "dwChunkId";
+    EXPECT_EQ(ix.U64(), movi) << "qwBaseOffset";
+    EXPECT_EQ(ix.U32(), 0u) << "dwReserved3";
+    for (int i = 0; i < 3; ++i) {
+        const std::uint32_t offset = ix.U32();
+        EXPECT_EQ(std::string(reinterpret_cast<const char*>(&b.at(movi + offset - 8)), 4), "00db");
+        EXPECT_EQ(ix.U32(), 144u) << "a key frame's size, the top bit clear";
+    }
+    FieldReader ixAudio(b, static_cast<std::size_t>(audioIx));
+    EXPECT_EQ(ixAudio.Fourcc(), "ix01");
+    EXPECT_EQ(ixAudio.U32(), 24u + 2 * 8);
+    EXPECT_EQ(ixAudio.U16(), 2u);
+    EXPECT_EQ(ixAudio.U8(), 0u);
+    EXPECT_EQ(ixAudio.U8(), 1u);
+    EXPECT_EQ(ixAudio.U32(), 2u);
+    EXPECT_EQ(ixAudio.Fourcc(), "01wb");
+    EXPECT_EQ(ixAudio.U64(), movi);
+}
+
 TEST_F(AviLayoutWriterTest, SinkFailureIsReturnedAndSticks) {
     FileSink sink(file_);
     AviLayoutOptions options;

@@ -16,8 +16,16 @@ constexpr std::uint32_t kAviifKeyFrame = 0x10;
 constexpr std::uint32_t kNotKeyFrameBit = 0x80000000u;
 constexpr std::uint8_t kIndexOfIndexes = 0;
 constexpr std::uint8_t kIndexOfChunks = 1;
-constexpr std::size_t kSuperIndexHeader = 24;
+constexpr std::uint64_t kUnitsPerSecond = 10000000;  // 100-ns units
+constexpr std::uint32_t kDefaultQuality = 0xFFFFFFFFu;
+constexpr std::size_t kChunkHeaderBytes = 8;   // fourcc, size
+constexpr std::size_t kListHeaderBytes = 12;   // "LIST", size, list type
+constexpr std::size_t kMainHeaderReservedBytes = 16;
+constexpr std::size_t kOpenDmlHeaderReservedBytes = 244;
 constexpr std::size_t kStandardIndexHeader = 24;
+constexpr std::size_t kSuperIndexEntryBytes = 16;
+constexpr std::size_t kStandardIndexEntryBytes = 8;
+constexpr std::size_t kLegacyIndexEntryBytes = 16;
 constexpr std::uint32_t kMoviAlignment = 512;
 
 std::uint32_t StreamTag(int stream, char c, char d) {
@@ -80,14 +88,14 @@ HRESULT AviLayoutWriter::Guarded(Work&& work) {
 
 HRESULT AviLayoutWriter::Begin() {
     if (begun_) return E_UNEXPECTED;
-    if (streams_.size() > 99) return E_INVALIDARG;
+    if (streams_.size() > kMaxStreams) return E_INVALIDARG;
     begun_ = true;
     return Guarded([&] {
         RiffBytes header;
         BuildHeaders(header);
         headerSize_ = header.Size();
         riffStart_ = 0;
-        moviStart_ = headerSize_ - 12;
+        moviStart_ = headerSize_ - kListHeaderBytes;
         riffCount_ = 1;
         HRESULT hr = Append(header.Data(), header.Size());
         if (FAILED(hr)) return hr;
@@ -100,128 +108,171 @@ void AviLayoutWriter::BuildHeaders(RiffBytes& out) const {
     out.Put32(MakeFourCC('R', 'I', 'F', 'F'));
     out.Put32(firstRiffSize_);
     out.Put32(MakeFourCC('A', 'V', 'I', ' '));
+    std::size_t hdrl = out.BeginList(MakeFourCC('h', 'd', 'r', 'l'));
+    PutMainHeader(out);
+    for (const Stream& s : streams_) PutStreamList(out, s);
+    PutOpenDmlHeader(out);
+    out.EndChunk(hdrl);
+    PutJunkUpToSector(out);
+    out.Put32(MakeFourCC('L', 'I', 'S', 'T'));
+    out.Put32(firstMoviSize_);
+    out.Put32(MakeFourCC('m', 'o', 'v', 'i'));
+}
 
-    const Stream* video = nullptr;
+const AviLayoutWriter::Stream* AviLayoutWriter::FirstVideoStream() const {
     for (const Stream& s : streams_) {
-        if (s.format.isVideo) {
-            video = &s;
-            break;
-        }
+        if (s.format.isVideo) return &s;
     }
+    return nullptr;
+}
+
+// avih (MainAVIHeader). The frame counts are those of the first video stream;
+// dwTotalFrames counts the first RIFF's frames once it has closed (the whole
+// length is in dmlh).
+void AviLayoutWriter::PutMainHeader(RiffBytes& out) const {
+    const Stream* video = FirstVideoStream();
     std::uint64_t bytesPerSec = 0;
     std::uint32_t largest = 0;
     for (const Stream& s : streams_) {
         largest = std::max(largest, s.largestChunk);
         if (s.format.isVideo)
-            bytesPerSec += static_cast<std::uint64_t>(s.largestChunk) * 10000000ull / s.format.frameDuration;
+            bytesPerSec += static_cast<std::uint64_t>(s.largestChunk) * kUnitsPerSecond / s.format.frameDuration;
         else
             bytesPerSec += s.avgBytesPerSec;
     }
-
-    std::size_t hdrl = out.BeginList(MakeFourCC('h', 'd', 'r', 'l'));
+    const bool firstRiffClosed = riffCount_ > 1 || finished_;
     std::size_t avih = out.BeginChunk(MakeFourCC('a', 'v', 'i', 'h'));
-    out.Put32(video ? Clamp32(video->format.frameDuration / 10) : 0);
-    out.Put32(Clamp32(bytesPerSec));
-    out.Put32(0);  // padding granularity
-    out.Put32(kAvifHasIndex | kAvifIsInterleaved | kAvifTrustCkType);
-    out.Put32(video ? Clamp32(riffCount_ > 1 || finished_ ? video->lengthFirstRiff : video->length) : 0);
-    out.Put32(0);  // initial frames
-    out.Put32(static_cast<std::uint32_t>(streams_.size()));
-    out.Put32(largest + 8);
-    out.Put32(video ? static_cast<std::uint32_t>(BitmapWidth(video->format)) : 0);
-    out.Put32(video ? static_cast<std::uint32_t>(BitmapHeight(video->format)) : 0);
-    out.PutZeros(16);
+    out.Put32(video ? Clamp32(video->format.frameDuration / 10) : 0);  // dwMicroSecPerFrame
+    out.Put32(Clamp32(bytesPerSec));                                   // dwMaxBytesPerSec
+    out.Put32(0);                                                      // dwPaddingGranularity
+    out.Put32(kAvifHasIndex | kAvifIsInterleaved | kAvifTrustCkType);  // dwFlags
+    out.Put32(video ? Clamp32(firstRiffClosed ? video->lengthFirstRiff : video->length) : 0);  // dwTotalFrames
+    out.Put32(0);                                                      // dwInitialFrames
+    out.Put32(static_cast<std::uint32_t>(streams_.size()));            // dwStreams
+    out.Put32(largest + kChunkHeaderBytes);                            // dwSuggestedBufferSize
+    out.Put32(video ? static_cast<std::uint32_t>(BitmapWidth(video->format)) : 0);   // dwWidth
+    out.Put32(video ? static_cast<std::uint32_t>(BitmapHeight(video->format)) : 0);  // dwHeight
+    out.PutZeros(kMainHeaderReservedBytes);                            // dwReserved[4]
     out.EndChunk(avih);
+}
 
-    for (std::size_t i = 0; i < streams_.size(); ++i) {
-        const Stream& s = streams_[i];
-        std::size_t strl = out.BeginList(MakeFourCC('s', 't', 'r', 'l'));
-        std::size_t strh = out.BeginChunk(MakeFourCC('s', 't', 'r', 'h'));
-        if (s.format.isVideo) {
-            std::uint64_t scale = static_cast<std::uint64_t>(s.format.frameDuration);
-            std::uint64_t rate = 10000000ull;
-            std::uint64_t g = std::gcd(scale, rate);
-            out.Put32(MakeFourCC('v', 'i', 'd', 's'));
-            std::uint32_t compression = BitmapCompression(s.format);
-            out.Put32(compression == BI_RGB ? 0 : compression);
-            out.Put32(0);  // flags
-            out.Put16(0);  // priority
-            out.Put16(0);  // language
-            out.Put32(0);  // initial frames
-            out.Put32(Clamp32(scale / g));
-            out.Put32(Clamp32(rate / g));
-            out.Put32(0);  // start
-            out.Put32(Clamp32(s.length));
-            out.Put32(s.largestChunk);
-            out.Put32(0xFFFFFFFFu);  // quality: default
-            out.Put32(0);            // sample size: varies
-            out.Put16(0);
-            out.Put16(0);
-            out.Put16(static_cast<std::uint16_t>(BitmapWidth(s.format)));
-            out.Put16(static_cast<std::uint16_t>(BitmapHeight(s.format)));
-        } else {
-            out.Put32(MakeFourCC('a', 'u', 'd', 's'));
-            out.Put32(0);
-            out.Put32(0);
-            out.Put16(0);
-            out.Put16(0);
-            out.Put32(0);
-            out.Put32(s.blockAlign);
-            out.Put32(s.avgBytesPerSec);
-            out.Put32(0);
-            out.Put32(Clamp32(s.bytes / s.blockAlign));
-            out.Put32(s.largestChunk);
-            out.Put32(0xFFFFFFFFu);
-            out.Put32(s.blockAlign);
-            out.PutZeros(8);
-        }
-        out.EndChunk(strh);
+// strl: strh, strf, strn (when named) and the stream's super index.
+void AviLayoutWriter::PutStreamList(RiffBytes& out, const Stream& s) const {
+    std::size_t strl = out.BeginList(MakeFourCC('s', 't', 'r', 'l'));
+    if (s.format.isVideo)
+        PutVideoStreamHeader(out, s);
+    else
+        PutAudioStreamHeader(out, s);
+    PutStreamFormat(out, s);
+    if (!s.format.name.empty()) PutStreamName(out, s);
+    PutSuperIndex(out, s);
+    out.EndChunk(strl);
+}
 
-        std::size_t strf = out.BeginChunk(MakeFourCC('s', 't', 'r', 'f'));
-        out.PutBytes(s.format.format.data(), s.format.format.size());
-        out.EndChunk(strf);
+// strh (AVIStreamHeader) of a video stream: the frame rate as the reduced
+// fraction of the frame slot duration.
+void AviLayoutWriter::PutVideoStreamHeader(RiffBytes& out, const Stream& s) const {
+    std::uint64_t scale = static_cast<std::uint64_t>(s.format.frameDuration);
+    std::uint64_t rate = kUnitsPerSecond;
+    std::uint64_t g = std::gcd(scale, rate);
+    std::uint32_t compression = BitmapCompression(s.format);
+    std::size_t strh = out.BeginChunk(MakeFourCC('s', 't', 'r', 'h'));
+    out.Put32(MakeFourCC('v', 'i', 'd', 's'));                          // fccType
+    out.Put32(compression == BI_RGB ? 0 : compression);                 // fccHandler
+    out.Put32(0);                                                       // dwFlags
+    out.Put16(0);                                                       // wPriority
+    out.Put16(0);                                                       // wLanguage
+    out.Put32(0);                                                       // dwInitialFrames
+    out.Put32(Clamp32(scale / g));                                      // dwScale
+    out.Put32(Clamp32(rate / g));                                       // dwRate
+    out.Put32(0);                                                       // dwStart
+    out.Put32(Clamp32(s.length));                                       // dwLength: frame slots
+    out.Put32(s.largestChunk);                                          // dwSuggestedBufferSize
+    out.Put32(kDefaultQuality);                                         // dwQuality
+    out.Put32(0);                                                       // dwSampleSize: varies
+    out.Put16(0);                                                       // rcFrame.left
+    out.Put16(0);                                                       // rcFrame.top
+    out.Put16(static_cast<std::uint16_t>(BitmapWidth(s.format)));       // rcFrame.right
+    out.Put16(static_cast<std::uint16_t>(BitmapHeight(s.format)));      // rcFrame.bottom
+    out.EndChunk(strh);
+}
 
-        if (!s.format.name.empty()) {
-            std::size_t strn = out.BeginChunk(MakeFourCC('s', 't', 'r', 'n'));
-            out.PutBytes(s.format.name.c_str(), s.format.name.size() + 1);
-            out.EndChunk(strn);
-        }
+// strh (AVIStreamHeader) of an audio stream: one sample is one block.
+void AviLayoutWriter::PutAudioStreamHeader(RiffBytes& out, const Stream& s) const {
+    std::size_t strh = out.BeginChunk(MakeFourCC('s', 't', 'r', 'h'));
+    out.Put32(MakeFourCC('a', 'u', 'd', 's'));                          // fccType
+    out.Put32(0);                                                       // fccHandler
+    out.Put32(0);                                                       // dwFlags
+    out.Put16(0);                                                       // wPriority
+    out.Put16(0);                                                       // wLanguage
+    out.Put32(0);                                                       // dwInitialFrames
+    out.Put32(s.blockAlign);                                            // dwScale: nBlockAlign
+    out.Put32(s.avgBytesPerSec);                                        // dwRate: nAvgBytesPerSec
+    out.Put32(0);                                                       // dwStart
+    out.Put32(Clamp32(s.bytes / s.blockAlign));                         // dwLength: blocks
+    out.Put32(s.largestChunk);                                          // dwSuggestedBufferSize
+    out.Put32(kDefaultQuality);                                         // dwQuality
+    out.Put32(s.blockAlign);                                            // dwSampleSize
+    out.Put16(0);                                                       // rcFrame.left
+    out.Put16(0);                                                       // rcFrame.top
+    out.Put16(0);                                                       // rcFrame.right
+    out.Put16(0);                                                       // rcFrame.bottom
+    out.EndChunk(strh);
+}
 
-        std::size_t indx = out.BeginChunk(MakeFourCC('i', 'n', 'd', 'x'));
-        out.Put16(4);  // longs per entry
-        out.Put8(0);   // sub type
-        out.Put8(kIndexOfIndexes);
-        out.Put32(static_cast<std::uint32_t>(s.superEntries.size()));
-        out.Put32(s.chunkId);
-        out.PutZeros(12);
-        for (const SuperEntry& e : s.superEntries) {
-            out.Put64(e.offset);
-            out.Put32(e.size);
-            out.Put32(e.duration);
-        }
-        out.PutZeros(16 * (options_.superIndexEntries - s.superEntries.size()));
-        out.EndChunk(indx);
-        out.EndChunk(strl);
+// strf: the BITMAPINFOHEADER or WAVEFORMATEX as the stream was added.
+void AviLayoutWriter::PutStreamFormat(RiffBytes& out, const Stream& s) const {
+    std::size_t strf = out.BeginChunk(MakeFourCC('s', 't', 'r', 'f'));
+    out.PutBytes(s.format.format.data(), s.format.format.size());
+    out.EndChunk(strf);
+}
+
+// strn: the stream's name, with its terminating zero.
+void AviLayoutWriter::PutStreamName(RiffBytes& out, const Stream& s) const {
+    std::size_t strn = out.BeginChunk(MakeFourCC('s', 't', 'r', 'n'));
+    out.PutBytes(s.format.name.c_str(), s.format.name.size() + 1);
+    out.EndChunk(strn);
+}
+
+// indx (AVISUPERINDEX): one entry per standard index written so far, the
+// rest of the reserved entries zero, so the header keeps its size.
+void AviLayoutWriter::PutSuperIndex(RiffBytes& out, const Stream& s) const {
+    std::size_t indx = out.BeginChunk(MakeFourCC('i', 'n', 'd', 'x'));
+    out.Put16(kSuperIndexEntryBytes / 4);                               // wLongsPerEntry
+    out.Put8(0);                                                        // bIndexSubType
+    out.Put8(kIndexOfIndexes);                                          // bIndexType
+    out.Put32(static_cast<std::uint32_t>(s.superEntries.size()));       // nEntriesInUse
+    out.Put32(s.chunkId);                                               // dwChunkId
+    out.Put32(0);                                                       // dwReserved[0]
+    out.Put32(0);                                                       // dwReserved[1]
+    out.Put32(0);                                                       // dwReserved[2]
+    for (const SuperEntry& e : s.superEntries) {
+        out.Put64(e.offset);                                            // qwOffset
+        out.Put32(e.size);                                              // dwSize
+        out.Put32(e.duration);                                          // dwDuration
     }
+    out.PutZeros(kSuperIndexEntryBytes * (options_.superIndexEntries - s.superEntries.size()));
+    out.EndChunk(indx);
+}
 
+// odml/dmlh (ODMLExtendedAVIHeader): the first video stream's whole length.
+void AviLayoutWriter::PutOpenDmlHeader(RiffBytes& out) const {
+    const Stream* video = FirstVideoStream();
     std::size_t odml = out.BeginList(MakeFourCC('o', 'd', 'm', 'l'));
     std::size_t dmlh = out.BeginChunk(MakeFourCC('d', 'm', 'l', 'h'));
-    out.Put32(video ? Clamp32(video->length) : 0);
-    out.PutZeros(244);
+    out.Put32(video ? Clamp32(video->length) : 0);                      // dwTotalFrames
+    out.PutZeros(kOpenDmlHeaderReservedBytes);                          // dwFuture[61]
     out.EndChunk(dmlh);
     out.EndChunk(odml);
-    out.EndChunk(hdrl);
+}
 
-    // JUNK so that the first chunk of the movi list starts on a sector boundary.
-    std::size_t used = out.Size() + 8 + 12;
+// JUNK so that the first chunk of the movi list starts on a sector boundary.
+void AviLayoutWriter::PutJunkUpToSector(RiffBytes& out) const {
+    std::size_t used = out.Size() + kChunkHeaderBytes + kListHeaderBytes;
     std::size_t junk = (kMoviAlignment - used % kMoviAlignment) % kMoviAlignment;
     std::size_t junkChunk = out.BeginChunk(MakeFourCC('J', 'U', 'N', 'K'));
     out.PutZeros(junk);
     out.EndChunk(junkChunk);
-
-    out.Put32(MakeFourCC('L', 'I', 'S', 'T'));
-    out.Put32(firstMoviSize_);
-    out.Put32(MakeFourCC('m', 'o', 'v', 'i'));
 }
 
 HRESULT AviLayoutWriter::WriteSample(int stream, const void* data, std::uint32_t size, bool keyFrame) {
@@ -257,7 +308,7 @@ HRESULT AviLayoutWriter::AppendChunk(int stream, const void* data, std::uint32_t
     s.riffEntries.push_back({pos_, size, keyFrame});
     if (riffCount_ == 1 && options_.legacyIndex) {
         legacy_.push_back({s.chunkId, keyFrame && size ? kAviifKeyFrame : 0u,
-                           static_cast<std::uint32_t>(pos_ - (moviStart_ + 8)), size});
+                           static_cast<std::uint32_t>(pos_ - (moviStart_ + kChunkHeaderBytes)), size});
     }
     std::uint8_t header[8];
     std::memcpy(header, &s.chunkId, 4);
@@ -279,15 +330,18 @@ HRESULT AviLayoutWriter::AppendChunk(int stream, const void* data, std::uint32_t
 std::uint64_t AviLayoutWriter::IndexBytesPending(std::size_t extraEntries) const {
     std::uint64_t total = 0;
     for (const Stream& s : streams_) {
-        if (!s.riffEntries.empty()) total += 8 + kStandardIndexHeader + 8 * s.riffEntries.size();
+        if (!s.riffEntries.empty())
+            total += kChunkHeaderBytes + kStandardIndexHeader + kStandardIndexEntryBytes * s.riffEntries.size();
     }
-    total += 8 + kStandardIndexHeader + 8 * extraEntries;  // the next chunk may open a new one
-    if (riffCount_ == 1 && options_.legacyIndex) total += 8 + 16 * (legacy_.size() + extraEntries);
+    // the next chunk may open a new one
+    total += kChunkHeaderBytes + kStandardIndexHeader + kStandardIndexEntryBytes * extraEntries;
+    if (riffCount_ == 1 && options_.legacyIndex)
+        total += kChunkHeaderBytes + kLegacyIndexEntryBytes * (legacy_.size() + extraEntries);
     return total;
 }
 
 HRESULT AviLayoutWriter::MakeRoomFor(std::uint32_t size) {
-    std::uint64_t chunkBytes = 8 + static_cast<std::uint64_t>(size) + (size & 1);
+    std::uint64_t chunkBytes = kChunkHeaderBytes + static_cast<std::uint64_t>(size) + (size & 1);
     bool anyEntries = false;
     for (const Stream& s : streams_) anyEntries = anyEntries || !s.riffEntries.empty();
     if (!anyEntries) return S_OK;
@@ -305,53 +359,71 @@ HRESULT AviLayoutWriter::CloseRiff() {
         if (s.superEntries.size() >= options_.superIndexEntries)
             return Fail(HRESULT_FROM_WIN32(ERROR_FILE_TOO_LARGE));
         RiffBytes ix;
-        std::size_t chunk = ix.BeginChunk(IndexTag(static_cast<int>(i)));
-        ix.Put16(2);
-        ix.Put8(0);
-        ix.Put8(kIndexOfChunks);
-        ix.Put32(static_cast<std::uint32_t>(s.riffEntries.size()));
-        ix.Put32(s.chunkId);
-        ix.Put64(moviStart_);
-        ix.Put32(0);
-        std::uint64_t duration = 0;
-        for (const IndexEntry& e : s.riffEntries) {
-            ix.Put32(static_cast<std::uint32_t>(e.offset + 8 - moviStart_));
-            ix.Put32(e.size | (e.keyFrame || e.size == 0 ? 0u : kNotKeyFrameBit));
-            duration += s.format.isVideo ? 1 : e.size;
-        }
-        ix.EndChunk(chunk);
-        if (!s.format.isVideo) duration /= s.blockAlign;
-        s.superEntries.push_back({pos_, static_cast<std::uint32_t>(ix.Size()), Clamp32(duration)});
+        PutStandardIndex(ix, static_cast<int>(i));
+        s.superEntries.push_back({pos_, static_cast<std::uint32_t>(ix.Size()), Clamp32(RiffDuration(s))});
         std::vector<IndexEntry>().swap(s.riffEntries);
         hr = Append(ix.Data(), ix.Size());
     }
     if (FAILED(hr)) return hr;
 
-    std::uint64_t moviSize = pos_ - moviStart_ - 8;
+    std::uint64_t moviSize = pos_ - moviStart_ - kChunkHeaderBytes;
     if (riffCount_ == 1) {
         for (Stream& s : streams_) s.lengthFirstRiff = s.length;
         firstMoviSize_ = static_cast<std::uint32_t>(moviSize);
         if (options_.legacyIndex) {
             RiffBytes idx1;
-            std::size_t chunk = idx1.BeginChunk(MakeFourCC('i', 'd', 'x', '1'));
-            for (const LegacyEntry& e : legacy_) {
-                idx1.Put32(e.chunkId);
-                idx1.Put32(e.flags);
-                idx1.Put32(e.offset);
-                idx1.Put32(e.size);
-            }
-            idx1.EndChunk(chunk);
+            PutLegacyIndex(idx1);
             std::vector<LegacyEntry>().swap(legacy_);
             hr = Append(idx1.Data(), idx1.Size());
             if (FAILED(hr)) return hr;
         }
-        firstRiffSize_ = static_cast<std::uint32_t>(pos_ - riffStart_ - 8);
+        firstRiffSize_ = static_cast<std::uint32_t>(pos_ - riffStart_ - kChunkHeaderBytes);
     }
-    std::uint64_t riffSize = pos_ - riffStart_ - 8;
+    std::uint64_t riffSize = pos_ - riffStart_ - kChunkHeaderBytes;
     hr = Flush();
     if (SUCCEEDED(hr)) hr = PatchAt(moviStart_ + 4, static_cast<std::uint32_t>(moviSize));
     if (SUCCEEDED(hr)) hr = PatchAt(riffStart_ + 4, static_cast<std::uint32_t>(riffSize));
     return hr;
+}
+
+// ix## (AVISTDINDEX) of one stream: its chunks in the open RIFF, offsets
+// from the movi list's "LIST" to each chunk's data.
+void AviLayoutWriter::PutStandardIndex(RiffBytes& out, int stream) const {
+    const Stream& s = streams_[stream];
+    std::size_t chunk = out.BeginChunk(IndexTag(stream));
+    out.Put16(kStandardIndexEntryBytes / 4);                            // wLongsPerEntry
+    out.Put8(0);                                                        // bIndexSubType
+    out.Put8(kIndexOfChunks);                                           // bIndexType
+    out.Put32(static_cast<std::uint32_t>(s.riffEntries.size()));        // nEntriesInUse
+    out.Put32(s.chunkId);                                               // dwChunkId
+    out.Put64(moviStart_);                                              // qwBaseOffset
+    out.Put32(0);                                                       // dwReserved3
+    for (const IndexEntry& e : s.riffEntries) {
+        out.Put32(static_cast<std::uint32_t>(e.offset + kChunkHeaderBytes - moviStart_));  // dwOffset
+        out.Put32(e.size | (e.keyFrame || e.size == 0 ? 0u : kNotKeyFrameBit));          // dwSize
+    }
+    out.EndChunk(chunk);
+}
+
+// The duration the open RIFF's chunks of a stream cover: frame slots or blocks.
+std::uint64_t AviLayoutWriter::RiffDuration(const Stream& s) {
+    if (s.format.isVideo) return s.riffEntries.size();
+    std::uint64_t bytes = 0;
+    for (const IndexEntry& e : s.riffEntries) bytes += e.size;
+    return bytes / s.blockAlign;
+}
+
+// idx1 (AVIINDEXENTRY each): the first RIFF's chunks, offsets from the
+// 'movi' fourcc.
+void AviLayoutWriter::PutLegacyIndex(RiffBytes& out) const {
+    std::size_t chunk = out.BeginChunk(MakeFourCC('i', 'd', 'x', '1'));
+    for (const LegacyEntry& e : legacy_) {
+        out.Put32(e.chunkId);                                           // ckid
+        out.Put32(e.flags);                                             // dwFlags
+        out.Put32(e.offset);                                            // dwChunkOffset
+        out.Put32(e.size);                                              // dwChunkLength
+    }
+    out.EndChunk(chunk);
 }
 
 HRESULT AviLayoutWriter::OpenAvix() {
@@ -395,8 +467,10 @@ HRESULT AviLayoutWriter::Checkpoint() {
     hr = sink_.WriteAt(0, header.Data(), header.Size());
     if (FAILED(hr)) return Fail(hr);
     // The open RIFF and its movi list, as far as they go now.
-    hr = PatchAt(moviStart_ + 4, static_cast<std::uint32_t>(pos_ - moviStart_ - 8));
-    if (SUCCEEDED(hr)) hr = PatchAt(riffStart_ + 4, static_cast<std::uint32_t>(pos_ - riffStart_ - 8));
+    const std::uint64_t moviSize = pos_ - moviStart_ - kChunkHeaderBytes;
+    const std::uint64_t riffSize = pos_ - riffStart_ - kChunkHeaderBytes;
+    hr = PatchAt(moviStart_ + 4, static_cast<std::uint32_t>(moviSize));
+    if (SUCCEEDED(hr)) hr = PatchAt(riffStart_ + 4, static_cast<std::uint32_t>(riffSize));
     return hr;
 }
 

@@ -62,10 +62,14 @@ public:
     AviLayoutWriter(const AviLayoutWriter&) = delete;
     AviLayoutWriter& operator=(const AviLayoutWriter&) = delete;
 
+    // Chunk ids carry the stream number in two decimal digits ("00dc" ... "98wb").
+    static constexpr std::size_t kMaxStreams = 99;
+
     // Before Begin: adds a stream; returns its number (0, 1, ...).
     int AddStream(const AviStreamFormat& format);
 
-    // Writes the header block and opens the first RIFF's movi list.
+    // Writes the header block and opens the first RIFF's movi list;
+    // E_INVALIDARG with more than kMaxStreams streams.
     HRESULT Begin();
 
     // Appends one chunk for the stream; keyFrame counts only for video with
@@ -140,7 +144,25 @@ private:
     HRESULT CloseRiff();
     HRESULT OpenAvix();
     std::uint64_t IndexBytesPending(std::size_t extraEntries) const;
+
+    // The header block, one structure per function, each field on a line of
+    // its own with its name. Its size depends only on the streams and the
+    // options, so Finish and Checkpoint write it again in place.
     void BuildHeaders(RiffBytes& out) const;
+    const Stream* FirstVideoStream() const;
+    void PutMainHeader(RiffBytes& out) const;
+    void PutStreamList(RiffBytes& out, const Stream& s) const;
+    void PutVideoStreamHeader(RiffBytes& out, const Stream& s) const;
+    void PutAudioStreamHeader(RiffBytes& out, const Stream& s) const;
+    void PutStreamFormat(RiffBytes& out, const Stream& s) const;
+    void PutStreamName(RiffBytes& out, const Stream& s) const;
+    void PutSuperIndex(RiffBytes& out, const Stream& s) const;
+    void PutOpenDmlHeader(RiffBytes& out) const;
+    void PutJunkUpToSector(RiffBytes& out) const;
+    // The indexes written as a RIFF closes.
+    void PutStandardIndex(RiffBytes& out, int stream) const;
+    static std::uint64_t RiffDuration(const Stream& s);
+    void PutLegacyIndex(RiffBytes& out) const;
 
     HRESULT Append(const void* data, std::size_t size);
     HRESULT Flush();
