@@ -420,16 +420,7 @@ TEST_F(AviMuxFilterTest, PeerWithoutIStreamFailsTheStart) {
     EXPECT_EQ(g.mux->Run(0), E_NOINTERFACE);
     EXPECT_EQ(g.mux->Stop(), S_OK);
     g.control->Run();
-    long code = 0;
-    LONG_PTR param = 0;
-    bool sawAbort = false;
-    while (!sawAbort && g.NextEvent(&code, &param, 2000)) {
-        if (code == EC_ERRORABORT) {
-            sawAbort = true;
-            EXPECT_EQ(static_cast<HRESULT>(param), E_NOINTERFACE);
-        }
-    }
-    EXPECT_TRUE(sawAbort);
+    EXPECT_EQ(g.FirstErrorAbort(2000), E_NOINTERFACE);
     // Samples are refused with the same reason, and the graph stops normally.
     std::vector<std::uint8_t> frame = Pattern(192, 0);
     REFERENCE_TIME start = 0, stop = kFrame;

@@ -2,6 +2,7 @@
 
 #include "tests/common/GraphEvents.h"
 
+#include <evcode.h>
 #include <gtest/gtest.h>
 #include <uuids.h>
 
@@ -79,4 +80,13 @@ HRESULT MuxGraph::ConnectMuxToSink() {
 bool MuxGraph::NextEvent(long* code, LONG_PTR* param1, DWORD timeoutMs) {
     LONG_PTR param2 = 0;
     return tavtest::NextGraphEvent(events, code, param1, &param2, timeoutMs) == S_OK;
+}
+
+HRESULT MuxGraph::FirstErrorAbort(DWORD timeoutMs) {
+    long code = 0;
+    LONG_PTR param = 0;
+    while (NextEvent(&code, &param, timeoutMs)) {
+        if (code == EC_ERRORABORT) return static_cast<HRESULT>(param);
+    }
+    return S_OK;
 }

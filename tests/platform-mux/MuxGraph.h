@@ -32,6 +32,9 @@ public:
     IPin* MuxPin(const wchar_t* id);  // counted reference, or null
     // The next event within timeoutMs: true and its code/param1, or false.
     bool NextEvent(long* code, LONG_PTR* param1, DWORD timeoutMs);
+    // The HRESULT of the first EC_ERRORABORT, the events before it skipped;
+    // S_OK when none comes within timeoutMs of the last event.
+    HRESULT FirstErrorAbort(DWORD timeoutMs);
 
 private:
     TestPushSource* sources_[4] = {};

@@ -4,7 +4,6 @@
 // throw into a lasting failure. And a gap is bounded.
 #include <gtest/gtest.h>
 #include <windows.h>
-#include <evcode.h>
 #include <uuids.h>
 
 #include <limits>
@@ -126,16 +125,7 @@ TEST(AviMuxBarrier, AThrowWhileTheRecordingStartsIsTheStartsFailureAndTheNextSta
 
         // The graph runs; the mux reports why it cannot write and refuses samples.
         g.control->Run();
-        long code = 0;
-        LONG_PTR param = 0;
-        bool sawAbort = false;
-        while (!sawAbort && g.NextEvent(&code, &param, 2000)) {
-            if (code == EC_ERRORABORT) {
-                sawAbort = true;
-                EXPECT_EQ(static_cast<HRESULT>(param), E_OUTOFMEMORY);
-            }
-        }
-        EXPECT_TRUE(sawAbort);
+        EXPECT_EQ(g.FirstErrorAbort(2000), E_OUTOFMEMORY);
         std::vector<std::uint8_t> frame(192, 7);
         REFERENCE_TIME start = 0, stop = 400000;
         EXPECT_EQ(v->Push(frame.data(), 192, &start, &stop), E_OUTOFMEMORY);
