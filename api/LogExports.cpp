@@ -8,6 +8,24 @@
 #include "log/LogModule.h"
 #include "log/LogRegistry.h"
 
+namespace {
+
+// The platform pack writes its lines through TavLogWrite too
+// (wine/common/PackLog): a line whose caller lies in TavPlatformPack.dll gets
+// the pack's own module names, so a host sees where it came from.
+tavlog::LineSource SourceOf(void* returnAddress) {
+  HMODULE caller = nullptr;
+  const HMODULE pack = GetModuleHandleW(L"TavPlatformPack.dll");
+  if (pack != nullptr &&
+      GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                         static_cast<LPCWSTR>(returnAddress), &caller) &&
+      caller == pack)
+    return tavlog::PackSource();
+  return tavlog::HostSource();
+}
+
+}  // namespace
+
 extern "C" {
 
 HRESULT TavLogCreateEngine(int engineId, unsigned int minSeverity) {
@@ -41,7 +59,8 @@ HRESULT TavLogListen(int engineId, unsigned long long moduleKey) { return tavlog
 unsigned long long TavLogModuleKey(void) { return tavlog::ModuleKey(); }
 
 HRESULT TavLogWrite(int engineId, unsigned int severity, int code, const char* function, const wchar_t* message) {
-  return tavlog::WriteHostLine(engineId, severity, code, function, message);
+  return tavlog::WriteHostLine(engineId, severity, code, function, message,
+                               SourceOf(__builtin_return_address(0)));
 }
 
 }  // extern "C"

@@ -42,7 +42,12 @@ HRESULT AttachDebuggerSink(int engineId, unsigned int layoutKind, unsigned int m
   return AttachSink(engineId, sink, sinkIndex);
 }
 
-HRESULT WriteHostLine(int engineId, unsigned int severity, int code, const char* function, const wchar_t* message) {
+LineSource HostSource() { return LineSource{ModuleName1(), ModuleName2(), L".\\Host"}; }
+
+LineSource PackSource() { return LineSource{"PlatformPack", "TavPlatformPack", L".\\TavPlatformPack"}; }
+
+HRESULT WriteHostLine(int engineId, unsigned int severity, int code, const char* function, const wchar_t* message,
+                      const LineSource& source) {
   const uint64_t moduleKey = ModuleKey();
   if (!IsEnabled(engineId, severity, moduleKey)) return S_FALSE;
 
@@ -58,10 +63,10 @@ HRESULT WriteHostLine(int engineId, unsigned int severity, int code, const char*
   record.message = message != nullptr ? CopyLogMessage(message) : nullptr;
   record.processId = GetCurrentProcessId();
   record.threadId = GetCurrentThreadId();
-  record.moduleName1 = ModuleName1();
+  record.moduleName1 = source.moduleName1;
   record.moduleKey = moduleKey;
-  record.moduleName2 = ModuleName2();
-  record.file = L".\\Host";
+  record.moduleName2 = source.moduleName2;
+  record.file = source.file;
   record.function = function != nullptr ? functionCopy : nullptr;
   record.line = 0;
   record.severity = severity;

@@ -17,8 +17,22 @@ HRESULT AttachFileSink(int engineId, unsigned int layoutKind, unsigned int minSe
                        int* sinkIndex);
 HRESULT AttachDebuggerSink(int engineId, unsigned int layoutKind, unsigned int minSeverity, int* sinkIndex);
 
-// A host's line under file ".\Host", line 0 and the library's module: S_FALSE
-// when no sink would take it, else S_OK. The function name is cut to fit.
-HRESULT WriteHostLine(int engineId, unsigned int severity, int code, const char* function, const wchar_t* message);
+// Who wrote a line that came in through TavLogWrite. Both kinds go under the
+// library's module key, so the engines listening to the library get them.
+struct LineSource {
+  const char* moduleName1;  // the line's two module names
+  const char* moduleName2;
+  const wchar_t* file;      // the line's file field
+};
+// A host: the library's module names, file ".\Host".
+LineSource HostSource();
+// The platform pack (TavPlatformPack.dll): its own module names "PlatformPack"
+// and "TavPlatformPack", file ".\TavPlatformPack".
+LineSource PackSource();
+
+// A line from `source`, line 0: S_FALSE when no sink would take it, else S_OK.
+// The function name is cut to fit.
+HRESULT WriteHostLine(int engineId, unsigned int severity, int code, const char* function, const wchar_t* message,
+                      const LineSource& source);
 
 }  // namespace tavlog
