@@ -15,6 +15,13 @@ namespace {
 
 const wchar_t kFile[] = L".\\TavMovieMaker";
 const DWORD kHandOverWaitMs = 10000;
+// How long a hand-over waits for the pin: 10 s. Only a build of the DLL for
+// the time-out tests sets TAV_TEST_PIN_WAIT_MS, to reach the time-outs quickly.
+#ifdef TAV_TEST_PIN_WAIT_MS
+const DWORD kPinWaitMs = TAV_TEST_PIN_WAIT_MS;
+#else
+const DWORD kPinWaitMs = kHandOverWaitMs;
+#endif
 const HRESULT kTimeOut = TAVMM_E_TIMEOUT;
 const ULONGLONG kNoNumber = ~0ULL;
 
@@ -187,7 +194,7 @@ HRESULT StartPendingGraph(const char* function, CAviWriter* writer) {
 bool WaitLogged(const HandOverKind& kind, HANDLE event, const wchar_t* enter, const wchar_t* timeOut,
                 const wchar_t* leave) {
   TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, enter);
-  if (WaitForSingleObject(event, kHandOverWaitMs) == WAIT_TIMEOUT) {
+  if (WaitForSingleObject(event, kPinWaitMs) == WAIT_TIMEOUT) {
     TAV_LOG(kFile, kind.function, LOG_SEV_ERROR, 0, timeOut);
     return false;
   }

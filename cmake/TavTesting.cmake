@@ -25,17 +25,8 @@ function(tav_add_gtest name)
     set(T_TIMEOUT 120)
   endif()
   set(props TIMEOUT ${T_TIMEOUT})
-  if(T_LABELS)
-    list(APPEND props LABELS "${T_LABELS}")
-  endif()
-  if(T_RESOURCE_LOCK)
-    list(APPEND props RESOURCE_LOCK "${T_RESOURCE_LOCK}")
-  endif()
   if(T_RUN_SERIAL)
     list(APPEND props RUN_SERIAL TRUE)
-  endif()
-  if(T_ENVIRONMENT)
-    list(APPEND props ENVIRONMENT "${T_ENVIRONMENT}")
   endif()
   # CMake 3.25.1 writes the include file over itself when it configures an
   # existing build tree again (the file then only includes itself and ctest
@@ -46,4 +37,21 @@ function(tav_add_gtest name)
     DISCOVERY_TIMEOUT 120
     WORKING_DIRECTORY ${CMAKE_BINARY_DIR}/bin
     PROPERTIES ${props})
+  # gtest_discover_tests hands its PROPERTIES on as one flat list, so of
+  # "LABELS platform long" only "platform" would arrive. Properties that hold
+  # lists are set by a script of their own, which CTest runs after discovery.
+  set(list_props "")
+  foreach(prop LABELS RESOURCE_LOCK ENVIRONMENT)
+    if(T_${prop})
+      string(APPEND list_props " ${prop} [==[${T_${prop}}]==]")
+    endif()
+  endforeach()
+  if(list_props)
+    set(script "${CMAKE_CURRENT_BINARY_DIR}/${name}_list_properties.cmake")
+    file(WRITE "${script}"
+         "foreach(t IN LISTS ${name}_TESTS)\n"
+         "  set_tests_properties(\"\${t}\" PROPERTIES${list_props})\n"
+         "endforeach()\n")
+    set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${script}")
+  endif()
 endfunction()

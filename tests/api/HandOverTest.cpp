@@ -1,6 +1,7 @@
 // Frame and sample hand-over: argument checks, the two 10-second time-outs
 // and the mutex they keep, break frames. (Frames reaching a movie are checked
-// in MovieTest.cpp.)
+// in MovieTest.cpp.) The time-outs are reached with the DLL built for these
+// tests, whose pin wait is 200 ms; one case waits the shipped DLL's 10 s.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -37,6 +38,7 @@ double SecondsSince(std::chrono::steady_clock::time_point start) {
 
 class HandOver : public ::testing::Test {
  protected:
+  explicit HandOver(const std::wstring& dllPath = L"TavMovieMaker.dll") : dll(dllPath) {}
   void SetUp() override {
     ASSERT_TRUE(dll.ok());
     dll.CatchLog();
@@ -49,6 +51,12 @@ class HandOver : public ::testing::Test {
   }
   MovieMakerDll dll;
   std::vector<unsigned char> frame = std::vector<unsigned char>(8 * 4 * 3, 0x5A);
+};
+
+// The same cases against the DLL whose pin wait is kQuickWaitMs.
+class QuickWaitHandOver : public HandOver {
+ protected:
+  QuickWaitHandOver() : HandOver(QuickWaitDllPath()) {}
 };
 
 TEST_F(HandOver, BadIdIsRefusedWithoutWaitOrMutex) {
@@ -99,15 +107,24 @@ TEST_F(HandOver, BeforeAnyWriterIsSetUpTheCallFailsWithEPointer) {
   EXPECT_EQ(lines[1], L"SV=ERROR; CD=-2147467261; MSG=TavMovieMakerAddMovieFrame2 -> exception 0x80004003");
 }
 
-// After InitEx alone BufferReady is still signalled, so the call passes the
-// first wait and times out on BufferDone, keeping the mutex.
-TEST_F(HandOver, WithNoPinTheFirstFrameTimesOutOnBufferDoneAndKeepsTheMutex) {
+// The shipped DLL waits 10 s for the pin before it gives up.
+TEST_F(HandOver, TheShippedDllWaitsTenSecondsForThePin) {
   int id = SetUpWriter();
   auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(dll.AddMovieFrame2(id, frame.data(), 96, 0, 0), static_cast<HRESULT>(-1234));
   double seconds = SecondsSince(start);
   EXPECT_GE(seconds, 9.5);
   EXPECT_LT(seconds, 20.0);
+  EXPECT_EQ(dll.TakeLines().back(), Error(L"WaitForSingleObject, m_hEventBufferDone WAIT_TIMEOUT "));
+}
+
+// After InitEx alone BufferReady is still signalled, so the call passes the
+// first wait and times out on BufferDone, keeping the mutex.
+TEST_F(QuickWaitHandOver, WithNoPinTheFirstFrameTimesOutOnBufferDoneAndKeepsTheMutex) {
+  int id = SetUpWriter();
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(dll.AddMovieFrame2(id, frame.data(), 96, 0, 0), static_cast<HRESULT>(-1234));
+  EXPECT_GE(SecondsSince(start), kQuickWaitMs / 1000.0 * 0.95);
   std::vector<std::wstring> lines = dll.TakeLines();
   EXPECT_TRUE(InOrder(lines, {Trace(L"WaitForSingleObject->Enter m_hMainMutex : TavMovieMakerAddMovieFrame"),
                               Trace(L"WaitForSingleObject->Leave m_hMainMutex : TavMovieMakerAddMovieFrame"),
@@ -128,14 +145,14 @@ TEST_F(HandOver, WithNoPinTheFirstFrameTimesOutOnBufferDoneAndKeepsTheMutex) {
 
 // After StartMovieRecord has reset the events, an audio block with no audio
 // pin times out on the first wait instead.
-TEST_F(HandOver, AfterStartTheAudioCallTimesOutOnBufferReady) {
+TEST_F(QuickWaitHandOver, AfterStartTheAudioCallTimesOutOnBufferReady) {
   int id = SetUpWriter();
   std::wstring movie = MakeTempDir() + L"audio-timeout.avi";
   ASSERT_EQ(dll.StartMovieRecord(id, movie.c_str()), S_OK);
   dll.TakeLines();
   auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(dll.AddAudioSample2(id, frame.data(), 96, 0, 0), static_cast<HRESULT>(-1234));
-  EXPECT_GE(SecondsSince(start), 9.5);
+  EXPECT_GE(SecondsSince(start), kQuickWaitMs / 1000.0 * 0.95);
   std::vector<std::wstring> lines = dll.TakeLines();
   // The video pin's thread writes its own lines in between.
   EXPECT_TRUE(InOrder(lines, {Trace(L"CAviWriter::MakeCaptureGraph -> Leave"),

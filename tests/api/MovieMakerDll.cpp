@@ -20,8 +20,8 @@ bool Find(HMODULE dll, const char* name, Fn& fn) {
 
 }  // namespace
 
-MovieMakerDll::MovieMakerDll() {
-  dll_ = LoadLibraryW(L"TavMovieMaker.dll");
+MovieMakerDll::MovieMakerDll(const std::wstring& path) {
+  dll_ = LoadLibraryW(path.c_str());
   if (!dll_) return;
   ok_ = Find(dll_, "TavMovieMakerInitEx", InitEx) && Find(dll_, "TavMovieMakerInit2", Init2) &&
         Find(dll_, "TavMovieMakerInit", Init) && Find(dll_, "TavMovieMakerRelease", Release) &&
@@ -74,6 +74,13 @@ std::vector<std::wstring> MovieMakerDll::TakeLines() {
 std::vector<std::wstring> MovieMakerDll::Lines() {
   std::lock_guard<std::mutex> lock(mutex_);
   return lines_;
+}
+
+std::wstring QuickWaitDllPath() {
+  wchar_t program[MAX_PATH] = {};
+  GetModuleFileNameW(nullptr, program, MAX_PATH);
+  std::wstring path = program;
+  return path.substr(0, path.find_last_of(L'\\') + 1) + L"quick-wait\\TavMovieMaker.dll";
 }
 
 std::wstring Trace(const std::wstring& message) { return L"SV=TRACE; CD=0; MSG=" + message; }

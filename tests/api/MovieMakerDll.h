@@ -15,8 +15,9 @@ namespace tavtest {
 
 class MovieMakerDll {
  public:
-  // Loads the DLL (ok() tells whether it and every function were found).
-  MovieMakerDll();
+  // Loads the DLL (ok() tells whether it and every function were found):
+  // the shipped one, or the build of it at `path`.
+  explicit MovieMakerDll(const std::wstring& path = L"TavMovieMaker.dll");
   bool ok() const { return ok_; }
 
   // Catches every library line from `minSeverity` up, from now on.
@@ -53,6 +54,11 @@ class MovieMakerDll {
   std::mutex mutex_;
   std::vector<std::wstring> lines_;
 };
+
+// The DLL built for the time-out tests, whose hand-overs wait 200 ms for the
+// pin instead of 10 s (bin/quick-wait/, beside the test programs).
+std::wstring QuickWaitDllPath();
+const unsigned kQuickWaitMs = 200;
 
 // Lines as the layout-2 sink prints them.
 std::wstring Trace(const std::wstring& message);  // "SV=TRACE; CD=0; MSG=<message>"

@@ -3,7 +3,7 @@
 // platform pack's ACM compressors, plus entries the tests add and remove.
 #include <gtest/gtest.h>
 
-#include "compressors/CompressorExports.h"
+#include "TavMovieMaker.h"
 #include "tests/compressors/CategoryEntry.h"
 #include "tests/compressors/CompressorFixture.h"
 #include "tests/writer/support/FailingClassFactory.h"
@@ -48,7 +48,9 @@ TEST_F(CompressorEnumerationTest, VideoListsUncompressedThenWineCodecs) {
   EXPECT_EQ(TavMovieMakerGetCompressors(1, nullptr, &count, &maxLength), S_OK);
   EXPECT_EQ(count, 5);
   EXPECT_EQ(maxLength, 26);  // "Wine Video 1 video codec" (24) + 2
-  EXPECT_EQ(Names(false, count, maxLength), (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec",
+  NameList names;
+  ASSERT_NO_FATAL_FAILURE(Names(false, count, maxLength, &names));
+  EXPECT_EQ(names, (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec",
                                                    L"Wine MS-RLE video codec", L"Wine Video 1 video codec"}));
   EXPECT_EQ(m_log.Lines(), (NameList{V(kVideoEnter), V(kVideoLeave), V(kVideoEnter), V(kVideoLeave)}));
   EXPECT_EQ(g_pAviWriter->m_pVideoCompressors[0].pMoniker, nullptr);
@@ -59,9 +61,11 @@ TEST_F(CompressorEnumerationTest, FirstCallStoresTheTableInTheWritersRecordOnly)
   int count = 0;
   int maxLength = 0;
   ASSERT_EQ(TavMovieMakerGetCompressors(1, nullptr, &count, &maxLength), S_OK);
+  ASSERT_NE(Record(1), nullptr);
   EXPECT_EQ(Record(1)->pVideoCompressors, g_pAviWriter->m_pVideoCompressors);
   EXPECT_EQ(Record(1)->nVideoCompressors, 5);
   EXPECT_EQ(g_pAviWriter->m_nVideoCompressors, 5);
+  ASSERT_NE(Record(0), nullptr);
   EXPECT_EQ(Record(0)->pVideoCompressors, nullptr);
 
   // An ID without a record still builds the loaded writer's table.
@@ -81,7 +85,9 @@ TEST_F(CompressorEnumerationTest, VideoEntryWithoutFriendlyNameIsLeftOut) {
   EXPECT_EQ(TavMovieMakerGetCompressors(1, nullptr, &count, &maxLength), S_OK);
   EXPECT_EQ(count, 5);
   EXPECT_EQ(maxLength, 26);
-  EXPECT_EQ(Names(false, count, maxLength), (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec",
+  NameList names;
+  ASSERT_NO_FATAL_FAILURE(Names(false, count, maxLength, &names));
+  EXPECT_EQ(names, (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec",
                                                    L"Wine MS-RLE video codec", L"Wine Video 1 video codec"}));
 }
 
@@ -94,7 +100,8 @@ TEST_F(CompressorEnumerationTest, LongestVideoNameSetsTheLength) {
   EXPECT_EQ(TavMovieMakerGetCompressors(1, nullptr, &count, &maxLength), S_OK);
   EXPECT_EQ(count, 6);
   EXPECT_EQ(maxLength, 52);
-  NameList names = Names(false, count, maxLength);
+  NameList names;
+  ASSERT_NO_FATAL_FAILURE(Names(false, count, maxLength, &names));
   ASSERT_EQ(names.size(), 6u);
   EXPECT_EQ(names[0], L"Uncompressed");
   EXPECT_EQ(std::count(names.begin(), names.end(), std::wstring(longName)), 1);
@@ -115,10 +122,13 @@ TEST_F(CompressorEnumerationTest, NameLongerThanTheHostsBufferLeavesItEmpty) {
   ASSERT_EQ(TavMovieMakerGetCompressors(1, nullptr, &count, &maxLength), S_OK);
   HRESULT hr = E_FAIL;
   // 13 characters hold "Uncompressed" and "Tav MJPEG" but none of Wine's codec names.
-  EXPECT_EQ(Names(false, count, 13, &hr), (NameList{L"Uncompressed", L"Tav MJPEG", L"", L"", L""}));
+  NameList names;
+  ASSERT_NO_FATAL_FAILURE(Names(false, count, 13, &names, &hr));
+  EXPECT_EQ(names, (NameList{L"Uncompressed", L"Tav MJPEG", L"", L"", L""}));
   EXPECT_EQ(hr, S_OK);
   // More names asked for than the table has: the extra buffers come back empty.
-  EXPECT_EQ(Names(false, 7, maxLength, &hr), (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec",
+  ASSERT_NO_FATAL_FAILURE(Names(false, 7, maxLength, &names, &hr));
+  EXPECT_EQ(names, (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec",
                                                     L"Wine MS-RLE video codec", L"Wine Video 1 video codec",
                                                     L"", L""}));
 }
@@ -134,6 +144,7 @@ TEST_F(CompressorEnumerationTest, ANewFirstCallReplacesTheTable) {
   }
   EXPECT_EQ(count, 6);
   EXPECT_EQ(g_pAviWriter->m_nVideoCompressors, 6);
+  ASSERT_NE(Record(1), nullptr);
   EXPECT_EQ(Record(1)->pVideoCompressors, g_pAviWriter->m_pVideoCompressors);
   EXPECT_EQ(Record(1)->nVideoCompressors, 6);
 }
@@ -187,9 +198,12 @@ TEST_F(CompressorEnumerationTest, AudioListsThePacksCompressorsWithPcmRenamedAnd
   EXPECT_EQ(TavMovieMakerGetAudioCompressors(1, nullptr, &count, &maxLength), S_OK);
   EXPECT_EQ(count, 6);       // five found, one more reported
   EXPECT_EQ(maxLength, 11);  // "IMA ADPCM" (9) + 2; the new PCM name is not counted
+  ASSERT_NE(Record(1), nullptr);
   EXPECT_EQ(Record(1)->pAudioCompressors, g_pAviWriter->m_pAudioCompressors);
   EXPECT_EQ(Record(1)->nAudioCompressors, 6);
-  EXPECT_EQ(Names(true, count, 19), (NameList{L"A-Law", L"GSM 6.10", L"IMA ADPCM", L"PCM (Uncompressed)", L"U-Law", L""}));
+  NameList names;
+  ASSERT_NO_FATAL_FAILURE(Names(true, count, 19, &names));
+  EXPECT_EQ(names, (NameList{L"A-Law", L"GSM 6.10", L"IMA ADPCM", L"PCM (Uncompressed)", L"U-Law", L""}));
   EXPECT_EQ(m_log.Lines(), (NameList{A(kAudioEnter), A(kAudioLeave), A(kAudioEnter), A(kAudioLeave)}));
 }
 
@@ -198,7 +212,9 @@ TEST_F(CompressorEnumerationTest, AudioPcmNameLongerThanTheReportedLengthComesBa
   int count = 0;
   int maxLength = 0;
   ASSERT_EQ(TavMovieMakerGetAudioCompressors(1, nullptr, &count, &maxLength), S_OK);
-  EXPECT_EQ(Names(true, count, maxLength), (NameList{L"A-Law", L"GSM 6.10", L"IMA ADPCM", L"", L"U-Law", L""}));
+  NameList names;
+  ASSERT_NO_FATAL_FAILURE(Names(true, count, maxLength, &names));
+  EXPECT_EQ(names, (NameList{L"A-Law", L"GSM 6.10", L"IMA ADPCM", L"", L"U-Law", L""}));
 }
 
 TEST_F(CompressorEnumerationTest, AudioEntryNamedPcmCodecIsListedUnchanged) {
@@ -209,7 +225,8 @@ TEST_F(CompressorEnumerationTest, AudioEntryNamedPcmCodecIsListedUnchanged) {
   int maxLength = 0;
   ASSERT_EQ(TavMovieMakerGetAudioCompressors(1, nullptr, &count, &maxLength), S_OK);
   EXPECT_EQ(count, 7);
-  NameList names = Names(true, count, 19);
+  NameList names;
+  ASSERT_NO_FATAL_FAILURE(Names(true, count, 19, &names));
   EXPECT_EQ(std::count(names.begin(), names.end(), L"PCM Codec"), 1);
   EXPECT_EQ(std::count(names.begin(), names.end(), L"PCM (Uncompressed)"), 1);
   EXPECT_EQ(std::count(names.begin(), names.end(), L"PCM"), 0);
@@ -225,7 +242,9 @@ TEST_F(CompressorEnumerationTest, AudioEntryWithoutFriendlyNameIsLeftOut) {
   int maxLength = 0;
   ASSERT_EQ(TavMovieMakerGetAudioCompressors(1, nullptr, &count, &maxLength), S_OK);
   EXPECT_EQ(count, 6);
-  EXPECT_EQ(Names(true, count, 19), (NameList{L"A-Law", L"GSM 6.10", L"IMA ADPCM", L"PCM (Uncompressed)", L"U-Law", L""}));
+  NameList names;
+  ASSERT_NO_FATAL_FAILURE(Names(true, count, 19, &names));
+  EXPECT_EQ(names, (NameList{L"A-Law", L"GSM 6.10", L"IMA ADPCM", L"PCM (Uncompressed)", L"U-Law", L""}));
 }
 
 TEST_F(CompressorEnumerationTest, SecondAudioCallWithoutNamesFails) {

@@ -1,6 +1,6 @@
 #include "tests/compressors/CompressorFixture.h"
 
-#include "compressors/CompressorExports.h"
+#include "TavMovieMaker.h"
 
 namespace tavtest {
 
@@ -29,25 +29,25 @@ void CompressorFixture::AttachAudioSource() {
   g_pAviWriter->m_pAudioSource = static_cast<IBaseFilter*>(m_pAudio);
 }
 
-std::vector<std::wstring> CompressorFixture::Names(bool audio, int count, int maxLength, HRESULT* result) {
+void CompressorFixture::Names(bool audio, int count, int maxLength, std::vector<std::wstring>* names,
+                              HRESULT* result) {
   std::vector<std::vector<wchar_t>> buffers(static_cast<size_t>(count),
                                             std::vector<wchar_t>(static_cast<size_t>(maxLength) + 1, L'#'));
-  std::vector<wchar_t*> names;
+  std::vector<wchar_t*> hostBuffers;
   for (auto& buffer : buffers) {
     buffer[static_cast<size_t>(maxLength)] = L'\x7F';  // canary just past the host's buffer
-    names.push_back(buffer.data());
+    hostBuffers.push_back(buffer.data());
   }
   int n = count;
   int length = maxLength;
-  HRESULT hr = audio ? TavMovieMakerGetAudioCompressors(1, names.data(), &n, &length)
-                     : TavMovieMakerGetCompressors(1, names.data(), &n, &length);
+  HRESULT hr = audio ? TavMovieMakerGetAudioCompressors(1, hostBuffers.data(), &n, &length)
+                     : TavMovieMakerGetCompressors(1, hostBuffers.data(), &n, &length);
   if (result) *result = hr;
-  std::vector<std::wstring> read;
+  names->clear();
   for (auto& buffer : buffers) {
-    EXPECT_EQ(buffer[static_cast<size_t>(maxLength)], L'\x7F') << "written past the buffer";
-    read.push_back(std::wstring(buffer.data(), wcsnlen(buffer.data(), static_cast<size_t>(maxLength))));
+    ASSERT_EQ(buffer[static_cast<size_t>(maxLength)], L'\x7F') << "written past the buffer";
+    names->push_back(std::wstring(buffer.data(), wcsnlen(buffer.data(), static_cast<size_t>(maxLength))));
   }
-  return read;
 }
 
 }  // namespace tavtest

@@ -23,12 +23,13 @@ class CompressorFixture : public ::testing::Test {
   // Gives the writer a stand-in audio source filter (the audio enumeration
   // needs one).
   void AttachAudioSource();
-  // The record of writer `id` in the registry.
+  // The record of writer `id` in the registry, or null.
   AviWriterParam* Record(int id) { return FindWriterRecord(id); }
 
   // Second call of the two-call protocol with `count` buffers of `maxLength`
-  // characters each; the names as the host reads them.
-  std::vector<std::wstring> Names(bool audio, int count, int maxLength, HRESULT* result = nullptr);
+  // characters each; the names as the host reads them. A name written past
+  // the host's buffer stops the test: call it through ASSERT_NO_FATAL_FAILURE.
+  void Names(bool audio, int count, int maxLength, std::vector<std::wstring>* names, HRESULT* result = nullptr);
 
   static std::wstring T(const wchar_t* function, const wchar_t* message) {
     return LogCapture::Trace(function, message);

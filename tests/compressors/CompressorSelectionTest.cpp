@@ -2,7 +2,8 @@
 // friendly name in the loaded writer's tables, binding the entry's moniker.
 #include <gtest/gtest.h>
 
-#include "compressors/CompressorExports.h"
+#include "TavMovieMaker.h"
+#include "compressors/CompressorChoices.h"
 #include "tests/compressors/CompressorFixture.h"
 
 using tavtest::LogCapture;
@@ -145,6 +146,7 @@ TEST_F(CompressorSelectionTest, BuildsAMissingVideoTableFirst) {
   bool hasDialog = false;
   EXPECT_EQ(TavMovieMakerSetCompressor(1, L"Wine Video 1 video codec", &hasDialog), S_OK);
   EXPECT_EQ(g_pAviWriter->m_nVideoCompressors, 5);
+  ASSERT_NE(Record(1), nullptr);
   EXPECT_EQ(Record(1)->pVideoCompressors, g_pAviWriter->m_pVideoCompressors);
   EXPECT_EQ(g_pAviWriter->m_iVideoCompressor, 4);
   EXPECT_TRUE(g_pAviWriter->m_pVideoCompressor);
@@ -205,6 +207,7 @@ TEST_F(CompressorSelectionTest, ATableAnotherWriterStillHoldsStaysUsable) {
   int maxLength = 0;
   ASSERT_EQ(TavMovieMakerGetCompressors(2, nullptr, &count, &maxLength), S_OK);  // writer 2's own table
   EXPECT_NE(g_pAviWriter->m_pVideoCompressors, first);
+  ASSERT_NE(Record(1), nullptr);
   EXPECT_EQ(Record(1)->pVideoCompressors, first);
 
   // Writer 1 comes back with its table intact: names and monikers.
@@ -213,7 +216,9 @@ TEST_F(CompressorSelectionTest, ATableAnotherWriterStillHoldsStaysUsable) {
   EXPECT_EQ(g_pAviWriter->m_pVideoCompressors, first);
   EXPECT_TRUE(g_pAviWriter->m_pVideoCompressor);
   EXPECT_EQ(g_pAviWriter->m_iVideoCompressor, 3);
-  EXPECT_EQ(Names(false, 5, maxLength), (Lines{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec", L"Wine MS-RLE video codec",
+  Lines names;
+  ASSERT_NO_FATAL_FAILURE(Names(false, 5, maxLength, &names));
+  EXPECT_EQ(names, (Lines{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec", L"Wine MS-RLE video codec",
                                                L"Wine Video 1 video codec"}));
 }
 

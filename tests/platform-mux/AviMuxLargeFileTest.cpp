@@ -43,10 +43,12 @@ TEST(AviMuxLargeFileTest, RecordingPastFourGigabytesIsReadableEndToEnd) {
     const std::size_t frameSize = DibSize(kWidth, kHeight, kBits);
     {
         MuxGraph g;
-        TestPushSource* a = g.AddSource(AudioType(PcmFormat(1, 8000, 16)), 640, L"a");
-        TestPushSource* v = g.AddSource(VideoType(kWidth, kHeight, kBits, BI_RGB, kFrame),
-                                        static_cast<long>(frameSize), L"v");
-        g.AddSink(file);
+        ASSERT_NO_FATAL_FAILURE(g.Build());
+        TestPushSource* a = nullptr;
+        ASSERT_NO_FATAL_FAILURE(g.AddSource(AudioType(PcmFormat(1, 8000, 16)), 640, L"a", &a));
+        TestPushSource* v = nullptr;
+        ASSERT_NO_FATAL_FAILURE(g.AddSource(VideoType(kWidth, kHeight, kBits, BI_RGB, kFrame), static_cast<long>(frameSize), L"v", &v));
+        ASSERT_NO_FATAL_FAILURE(g.AddSink(file));
         g.sink->m_bSkipZeroBlocks = true;
         ASSERT_EQ(g.ConnectSourceToMux(a), S_OK);
         ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);

@@ -146,9 +146,11 @@ TEST(MuxAllocatorTest, SamplesCarryTheirPropertiesAndComeBackCleared) {
 
 TEST_F(AviMuxQueueTest, TheInputAllocatorGrantsTheSourceSeveralBuffers) {
     MuxGraph g;
+    ASSERT_NO_FATAL_FAILURE(g.Build());
     const std::size_t size = DibSize(320, 240, 24);
-    TestPushSource* v = g.AddSource(VideoType(320, 240, 24, BI_RGB, kFrame), static_cast<long>(size), L"v");
-    g.AddSink(file_);
+    TestPushSource* v = nullptr;
+    ASSERT_NO_FATAL_FAILURE(g.AddSource(VideoType(320, 240, 24, BI_RGB, kFrame), static_cast<long>(size), L"v", &v));
+    ASSERT_NO_FATAL_FAILURE(g.AddSink(file_));
     ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);  // the test source asks for 2 buffers
     IPin* input = g.MuxPin(L"Input 01");
     ASSERT_NE(input, nullptr);
@@ -167,9 +169,11 @@ TEST_F(AviMuxQueueTest, TheInputAllocatorGrantsTheSourceSeveralBuffers) {
 
 TEST_F(AviMuxQueueTest, ReceiveReturnsWhileTheDiskIsBusyAndStopWritesTheQueue) {
     MuxGraph g;
+    ASSERT_NO_FATAL_FAILURE(g.Build());
     const std::size_t size = DibSize(640, 480, 32);  // large: written straight from the sample
-    TestPushSource* v = g.AddSource(VideoType(640, 480, 32, BI_RGB, kFrame), static_cast<long>(size), L"v");
-    g.AddSink(file_);
+    TestPushSource* v = nullptr;
+    ASSERT_NO_FATAL_FAILURE(g.AddSource(VideoType(640, 480, 32, BI_RGB, kFrame), static_cast<long>(size), L"v", &v));
+    ASSERT_NO_FATAL_FAILURE(g.AddSink(file_));
     ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
     ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
     ASSERT_EQ(g.control->Run(), S_OK);

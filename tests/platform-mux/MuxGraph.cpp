@@ -6,15 +6,15 @@
 #include <gtest/gtest.h>
 #include <uuids.h>
 
-MuxGraph::MuxGraph() {
-    EXPECT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
+void MuxGraph::Build() {
+    ASSERT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
                                reinterpret_cast<void**>(&graph)),
               S_OK);
-    graph->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(&control));
-    graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(&events));
-    EXPECT_EQ(CAviMux::Create(nullptr, IID_IBaseFilter, reinterpret_cast<void**>(&mux)), S_OK);
+    ASSERT_EQ(graph->QueryInterface(IID_IMediaControl, reinterpret_cast<void**>(&control)), S_OK);
+    ASSERT_EQ(graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(&events)), S_OK);
+    ASSERT_EQ(CAviMux::Create(nullptr, IID_IBaseFilter, reinterpret_cast<void**>(&mux)), S_OK);
     muxObject = static_cast<CAviMux*>(mux);
-    EXPECT_EQ(graph->AddFilter(mux, L"AVI Mux"), S_OK);
+    ASSERT_EQ(graph->AddFilter(mux, L"AVI Mux"), S_OK);
 }
 
 MuxGraph::~MuxGraph() {
@@ -31,14 +31,14 @@ MuxGraph::~MuxGraph() {
 
 void MuxGraph::AddSink(const std::wstring& file, bool offerStream) {
     sink = TestStreamSink::Create(file, offerStream);
-    EXPECT_EQ(graph->AddFilter(sink, L"File Writer"), S_OK);
+    ASSERT_EQ(graph->AddFilter(sink, L"File Writer"), S_OK);
 }
 
-TestPushSource* MuxGraph::AddSource(const AM_MEDIA_TYPE& mt, long bufferSize, const wchar_t* name) {
-    TestPushSource* source = TestPushSource::Create(mt, bufferSize);
-    sources_[sourceCount_++] = source;
-    EXPECT_EQ(graph->AddFilter(source, name), S_OK);
-    return source;
+void MuxGraph::AddSource(const AM_MEDIA_TYPE& mt, long bufferSize, const wchar_t* name, TestPushSource** source) {
+    ASSERT_LT(sourceCount_, 4) << "MuxGraph holds four sources at most";
+    *source = TestPushSource::Create(mt, bufferSize);
+    sources_[sourceCount_++] = *source;
+    ASSERT_EQ(graph->AddFilter(*source, name), S_OK);
 }
 
 IPin* MuxGraph::MuxPin(const wchar_t* id) {
@@ -50,9 +50,10 @@ IPin* MuxGraph::MuxPin(const wchar_t* id) {
 HRESULT MuxGraph::ConnectSourceToMux(TestPushSource* source) {
     // The first unconnected input, as a graph builder would find it.
     IEnumPins* pins = nullptr;
-    mux->EnumPins(&pins);
+    HRESULT hr = mux->EnumPins(&pins);
+    if (FAILED(hr)) return hr;
     IPin* pin = nullptr;
-    HRESULT hr = E_FAIL;
+    hr = E_FAIL;
     while (pins->Next(1, &pin, nullptr) == S_OK) {
         PIN_DIRECTION dir;
         pin->QueryDirection(&dir);
@@ -72,6 +73,7 @@ HRESULT MuxGraph::ConnectSourceToMux(TestPushSource* source) {
 
 HRESULT MuxGraph::ConnectMuxToSink() {
     IPin* out = MuxPin(L"AVI Out");
+    if (!out) return VFW_E_NOT_FOUND;
     HRESULT hr = graph->ConnectDirect(out, sink->InputPin(), nullptr);
     out->Release();
     return hr;

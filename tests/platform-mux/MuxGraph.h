@@ -1,6 +1,8 @@
 // A recording graph for the mux tests: Wine's filter graph manager holding
 // test sources, the pack's AVI Mux (created directly, not through the
-// registry) and a test sink.
+// registry) and a test sink. Build, AddSink and AddSource stop the test when
+// they fail: call them through ASSERT_NO_FATAL_FAILURE, which names the
+// caller's line.
 #pragma once
 
 #include <windows.h>
@@ -15,8 +17,10 @@
 
 class MuxGraph {
 public:
-    MuxGraph();
     ~MuxGraph();
+
+    // The graph manager with the mux in it.
+    void Build();
 
     IGraphBuilder* graph = nullptr;
     IMediaControl* control = nullptr;
@@ -26,7 +30,7 @@ public:
     TestStreamSink* sink = nullptr;
 
     void AddSink(const std::wstring& file, bool offerStream = true);
-    TestPushSource* AddSource(const AM_MEDIA_TYPE& mt, long bufferSize, const wchar_t* name);
+    void AddSource(const AM_MEDIA_TYPE& mt, long bufferSize, const wchar_t* name, TestPushSource** source);
     HRESULT ConnectSourceToMux(TestPushSource* source);  // to the first free input
     HRESULT ConnectMuxToSink();
     IPin* MuxPin(const wchar_t* id);  // counted reference, or null
