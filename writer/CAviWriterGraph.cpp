@@ -57,6 +57,22 @@ static HRESULT FindFreePin(ICaptureGraphBuilder2Ptr& builder, IBaseFilter* filte
   return builder->FindPin(filter, direction, nullptr, nullptr, TRUE, 0, &pin);
 }
 
+// Removes a filter from the graph. One that is still running (the graph's
+// Stop did not reach it) refuses with VFW_E_NOT_STOPPED: it is stopped and
+// removed once more. False, with an ERROR line, when it stays in the graph:
+// emptying then ends there instead of finding the same filter for ever.
+static bool RemoveStoppedFilter(IGraphBuilderPtr& graph, IBaseFilter* filter) {
+  HRESULT hr = graph->RemoveFilter(filter);
+  if (hr == VFW_E_NOT_STOPPED) {
+    filter->Stop();
+    hr = graph->RemoveFilter(filter);
+  }
+  if (SUCCEEDED(hr)) return true;
+  TAV_LOG(kFile, "CAviWriter::EmptyGraph", LOG_SEV_ERROR, static_cast<int>(hr),
+          L"EmptyGraph() a filter cannot be removed: 0x%08X", static_cast<unsigned>(hr));
+  return false;
+}
+
 // "Link": a direct connection first, and only when that fails one through
 // converting filters the graph may insert.
 static HRESULT Link(IGraphBuilderPtr& graph, IPin* out, IPin* in) {
@@ -197,7 +213,7 @@ HRESULT CAviWriter::EmptyGraph() {
     m_pGraph->EnumFilters(&filters);
     IBaseFilterPtr filter;
     while (filters->Next(1, &filter, nullptr) == S_OK) {
-      m_pGraph->RemoveFilter(filter);
+      if (!RemoveStoppedFilter(m_pGraph, filter)) break;
       filter = nullptr;
       filters = nullptr;
       m_pGraph->EnumFilters(&filters);

@@ -199,6 +199,11 @@ FuzzHost::FuzzHost() : x_(new Exports()), buffer_(kBufferSize) {
 
 FuzzHost::~FuzzHost() { delete x_; }
 
+// SetAudioStream answers E_POINTER before anything else when there is no
+// writer object; with one it refuses ID 0 or finds its audio source, either
+// way changing nothing.
+bool FuzzHost::WriterRemains() { return x_->SetAudioStream(0, 16) != E_POINTER; }
+
 namespace {
 
 const int kEngines[] = {0, -1, 1, 7, 99, INT_MIN};
@@ -306,7 +311,10 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
     if (!r.everyCallOk || r.framesAcknowledged == 0 || !outcome.ok) return;
     observe(stepIndex);  // reading back takes a while: still making progress
     // At least one frame was acknowledged: no packet means ffprobe failed.
+    const ULONGLONG readStart = GetTickCount64();
     std::vector<tavtest::Packet> packets = tavtest::ProbePackets(r.file, "v:0");
+    ++outcome.moviesRead;
+    outcome.readMs += GetTickCount64() - readStart;
     if (packets.empty()) {
       outcome = {false, stepIndex, "ffprobe cannot read the movie started at step " + std::to_string(r.startStep) +
                                        ": " + tavtest::ProbeStream(r.file, "v:0")["error"]};
@@ -522,7 +530,7 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
         else
           hr = x.AddAudio(id, pData, size, time);
         printResult(hr);
-        if (hr == TAVMM_E_TIMEOUT) s.timedOut = true;
+        if (hr == TAVMM_E_TIMEOUT) s.timedOut = true, ++outcome.timeOuts;
         lastTime = time;
         if (numbered && number != -1) lastNumber = number;
         Recording& r = s.rec;

@@ -41,6 +41,11 @@ struct Outcome {
   bool ok = true;
   int step = -1;        // the step whose recording failed the check
   std::string message;  // what the check found
+  // Where the sequence's time went, for the totals: hand-overs that waited
+  // out the 10 s time-out, and the movies read back with ffprobe.
+  int timeOuts = 0;
+  int moviesRead = 0;
+  ULONGLONG readMs = 0;
 };
 
 // Called before and after each call (steps past the sequence's end are the
@@ -56,6 +61,9 @@ class FuzzHost {
   // Runs the steps whose indexes are in `keep` (all when empty).
   Outcome Run(const std::vector<Step>& steps, const std::vector<int>& keep, const Options& options,
               const StepObserver& observe);
+  // Whether the library still holds its writer object after a Run's
+  // clean-up (records under IDs the host was never given keep it).
+  bool WriterRemains();
 
  private:
   struct Exports;
