@@ -5,7 +5,7 @@
 #include <cwchar>
 
 #include "api/DialogIds.h"
-#include "compressors/CompressorExports.h"
+#include "compressors/CompressorChoices.h"
 #include "writer/CAviWriter.h"
 
 extern HMODULE g_hTavMovieMakerModule;

@@ -1,11 +1,14 @@
-// Keeps every C++ exception inside the library: a host written in C, Delphi
-// or C# must never see one. Each export runs its body through GuardExport:
+// The one exception barrier of the DLL's exports: a host written in C, Delphi
+// or C# must never see a C++ exception. Each export runs its body through
+// GuardExport:
 //   _com_error            -> its HRESULT
 //   std::bad_alloc        -> E_OUTOFMEMORY
 //   std::length_error     -> E_FAIL (the registry list grew too long)
 //   anything else         -> E_UNEXPECTED
-// with one ERROR line naming the export and the result. Runs on the caller's
-// thread.
+// with one ERROR line naming the export, the HRESULT as its code. Most
+// exports write "<export> -> exception 0x%08X"; the compressor exports write
+// the COM error's text, "<export>() error: <system text>". Runs on the
+// caller's thread.
 #pragma once
 
 #include <windows.h>
@@ -14,11 +17,19 @@
 #include <new>
 #include <stdexcept>
 
-// Logs "<export> -> exception 0x%08X" at ERROR, the HRESULT also as the code.
-void LogExportException(const char* exportName, HRESULT hr);
+// The text of the ERROR line an export writes for an exception.
+enum class ExportErrorLine {
+  kExceptionCode,  // "<export> -> exception 0x%08X"
+  kComErrorText,   // "<export>() error: <system text>"
+};
+
+// Writes the ERROR line for `hr` under `exportName`.
+void LogExportException(const char* exportName, HRESULT hr,
+                        ExportErrorLine line = ExportErrorLine::kExceptionCode);
 
 template <class Body>
-HRESULT GuardExport(const char* exportName, Body&& body) noexcept {
+HRESULT GuardExport(const char* exportName, Body&& body,
+                    ExportErrorLine line = ExportErrorLine::kExceptionCode) noexcept {
   HRESULT hr;
   try {
     return body();
@@ -31,6 +42,6 @@ HRESULT GuardExport(const char* exportName, Body&& body) noexcept {
   } catch (...) {
     hr = E_UNEXPECTED;
   }
-  LogExportException(exportName, hr);
+  LogExportException(exportName, hr, line);
   return hr;
 }

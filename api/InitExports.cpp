@@ -9,7 +9,7 @@
 #include "api/SourceFilters.h"
 #include "api/WriterEvents.h"
 #include "api/WriterRegistry.h"
-#include "compressors/CompressorExports.h"
+#include "compressors/CompressorChoices.h"
 #include "log/Trace.h"
 #include "writer/CAviWriter.h"
 

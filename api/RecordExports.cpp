@@ -9,7 +9,6 @@
 #include "api/SourceFilters.h"
 #include "api/WriterEvents.h"
 #include "api/WriterRegistry.h"
-#include "compressors/CompressorExports.h"
 #include "framework/Source.h"
 #include "log/Trace.h"
 #include "writer/CAviWriter.h"

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "compressors/CompressorExports.h"
+#include "compressors/CompressorChoices.h"
 #include "framework/MediaType.h"
 #include "log/Trace.h"
 #include "writer/ComPtrs.h"

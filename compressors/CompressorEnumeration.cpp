@@ -1,13 +1,11 @@
-// TavMovieMakerGetCompressors and TavMovieMakerGetAudioCompressors: the
-// two-call protocol over the system's video and audio compressor categories.
+// The bodies of TavMovieMakerGetCompressors and TavMovieMakerGetAudioCompressors:
+// the two-call protocol over the system's video and audio compressor categories.
+#include "compressors/CompressorEnumeration.h"
+
 #include <cwchar>
 #include <new>
 
-#include "api/WriterRegistry.h"
 #include "compressors/CompressorEntry.h"
-#include "compressors/CompressorEnumeration.h"
-#include "compressors/CompressorExports.h"
-#include "compressors/ExportCatch.h"
 #include "log/Trace.h"
 #include "writer/CAviWriter.h"
 
@@ -85,15 +83,9 @@ void CopyNames(const CompressorEntry* table, int tableCount, wchar_t** names, in
 // record other than the one about to receive the new table still points at
 // it: records share tables with the writer and never free them, so freeing
 // one they hold would leave a later LoadParam with a dangling table.
-void ReplaceTable(CompressorEntry*& table, int& count, CompressorEntry* newTable, int newCount, int writerId) {
-  bool stillListed = false;
-  if (table != nullptr && g_plistAviID != nullptr) {
-    const AviWriterParam* receiving = FindWriterRecord(writerId);
-    for (const AviWriterParam& record : *g_plistAviID) {
-      if (&record == receiving) continue;
-      if (record.pVideoCompressors == table || record.pAudioCompressors == table) stillListed = true;
-    }
-  }
+void ReplaceTable(const CompressorTableRecords& records, int writerId, CompressorEntry*& table, int& count,
+                  CompressorEntry* newTable, int newCount) {
+  const bool stillListed = table != nullptr && records.HeldByAnotherRecord(writerId, table);
   if (!stillListed) FreeCompressorTable(table, count);
   table = newTable;
   count = newCount;
@@ -106,7 +98,8 @@ CAviWriter& LoadedWriter() {
 
 }  // namespace
 
-HRESULT GetVideoCompressors(int writerId, wchar_t** names, int* count, int* maxLength) {
+HRESULT GetVideoCompressors(CompressorTableRecords& records, int writerId, wchar_t** names, int* count,
+                            int* maxLength) {
   TAV_LOG(kFile, "TavMovieMakerGetCompressors", LOG_SEV_TRACE, 0, L"TavMovieMakerGetCompressors -> Enter");
   if (count == nullptr || maxLength == nullptr) _com_issue_error(E_POINTER);
   CAviWriter& writer = LoadedWriter();
@@ -118,13 +111,11 @@ HRESULT GetVideoCompressors(int writerId, wchar_t** names, int* count, int* maxL
     wcsncpy_s(table.pEntries[0].szName, 260, L"Uncompressed", _TRUNCATE);
     table.pEntries[0].pMoniker = nullptr;
 
-    ReplaceTable(writer.m_pVideoCompressors, writer.m_nVideoCompressors, table.pEntries, table.nFilled, writerId);
+    ReplaceTable(records, writerId, writer.m_pVideoCompressors, writer.m_nVideoCompressors, table.pEntries,
+                 table.nFilled);
     *maxLength = table.nMaxName + 2;
     *count = table.nFilled;
-    if (AviWriterParam* record = FindWriterRecord(writerId)) {
-      record->pVideoCompressors = table.pEntries;
-      record->nVideoCompressors = table.nFilled;
-    }
+    records.StoreVideoTable(writerId, table.pEntries, table.nFilled);
   } else {
     if (names == nullptr) {
       TAV_LOG(kFile, "TavMovieMakerGetCompressors", LOG_SEV_ERROR, 0, L"GetCompressors() bad strName");
@@ -136,7 +127,8 @@ HRESULT GetVideoCompressors(int writerId, wchar_t** names, int* count, int* maxL
   return S_OK;
 }
 
-HRESULT GetAudioCompressors(int writerId, wchar_t** names, int* count, int* maxLength) {
+HRESULT GetAudioCompressors(CompressorTableRecords& records, int writerId, wchar_t** names, int* count,
+                            int* maxLength) {
   TAV_LOG(kFile, "TavMovieMakerGetAudioCompressors", LOG_SEV_TRACE, 0,
           L"TavMovieMakerGetAudioCompressors -> Enter");
   CAviWriter& writer = LoadedWriter();
@@ -159,13 +151,11 @@ HRESULT GetAudioCompressors(int writerId, wchar_t** names, int* count, int* maxL
     // buffers by it); it stays zeroed, an empty name.
     const int reported = table.nFilled + 1;
 
-    ReplaceTable(writer.m_pAudioCompressors, writer.m_nAudioCompressors, table.pEntries, reported, writerId);
+    ReplaceTable(records, writerId, writer.m_pAudioCompressors, writer.m_nAudioCompressors, table.pEntries,
+                 reported);
     *maxLength = table.nMaxName + 2;
     *count = reported;
-    if (AviWriterParam* record = FindWriterRecord(writerId)) {
-      record->pAudioCompressors = table.pEntries;
-      record->nAudioCompressors = reported;
-    }
+    records.StoreAudioTable(writerId, table.pEntries, reported);
   } else {
     if (names == nullptr) {
       TAV_LOG(kFile, "TavMovieMakerGetAudioCompressors", LOG_SEV_ERROR, 0, L"GetAudioCompressors() bad strName");
@@ -176,14 +166,4 @@ HRESULT GetAudioCompressors(int writerId, wchar_t** names, int* count, int* maxL
   TAV_LOG(kFile, "TavMovieMakerGetAudioCompressors", LOG_SEV_TRACE, 0,
           L"TavMovieMakerGetAudioCompressors -> Leave");
   return S_OK;
-}
-
-extern "C" HRESULT TavMovieMakerGetCompressors(int writerId, wchar_t** names, int* count, int* maxLength) {
-  return CatchAtExport("TavMovieMakerGetCompressors", L"TavMovieMakerGetCompressors()",
-                       [&] { return GetVideoCompressors(writerId, names, count, maxLength); });
-}
-
-extern "C" HRESULT TavMovieMakerGetAudioCompressors(int writerId, wchar_t** names, int* count, int* maxLength) {
-  return CatchAtExport("TavMovieMakerGetAudioCompressors", L"TavMovieMakerGetAudioCompressors()",
-                       [&] { return GetAudioCompressors(writerId, names, count, maxLength); });
 }

@@ -1,10 +1,11 @@
-// TavMovieMakerSetCompressor and TavMovieMakerSetAudioCompressor: choose a
-// compressor of the loaded writer's table by friendly name and bind it.
+// The bodies of TavMovieMakerSetCompressor and TavMovieMakerSetAudioCompressor:
+// choose a compressor of the loaded writer's table by friendly name and bind it.
+#include "compressors/CompressorSelection.h"
+
 #include <cwchar>
 
+#include "compressors/CompressorChoices.h"
 #include "compressors/CompressorEnumeration.h"
-#include "compressors/CompressorExports.h"
-#include "compressors/ExportCatch.h"
 #include "log/Trace.h"
 #include "writer/CAviWriter.h"
 
@@ -39,7 +40,9 @@ void BindFilter(IMoniker* moniker, IBaseFilterPtr& filter) {
     filter.Attach(bound);
 }
 
-HRESULT SetVideoCompressor(int writerId, const wchar_t* name, bool* pHasDialog) {
+}  // namespace
+
+HRESULT SetVideoCompressor(CompressorTableRecords& records, int writerId, const wchar_t* name, bool* pHasDialog) {
   const char* fn = "TavMovieMakerSetCompressor";
   TAV_LOG(kFile, fn, LOG_SEV_TRACE, 0, L"TavMovieMakerSetCompressor -> Enter");
   if (writerId == 0) {
@@ -67,7 +70,7 @@ HRESULT SetVideoCompressor(int writerId, const wchar_t* name, bool* pHasDialog) 
   if (g_pAviWriter->m_pVideoCompressors == nullptr) {
     int count = 0;
     int maxLength = 0;
-    GetVideoCompressors(writerId, nullptr, &count, &maxLength);
+    GetVideoCompressors(records, writerId, nullptr, &count, &maxLength);
     g_pAviWriter->LoadParam(writerId);
   }
 
@@ -96,7 +99,7 @@ HRESULT SetVideoCompressor(int writerId, const wchar_t* name, bool* pHasDialog) 
   return S_OK;
 }
 
-HRESULT SetAudioCompressorImpl(int writerId, const wchar_t* name) {
+HRESULT SetAudioCompressor(CompressorTableRecords& records, int writerId, const wchar_t* name) {
   const char* fn = "TavMovieMakerSetAudioCompressor";
   TAV_LOG(kFile, fn, LOG_SEV_TRACE, 0, L"TavMovieMakerSetAudioCompressor -> Enter");
   if (g_pAviWriter == nullptr) {
@@ -115,7 +118,7 @@ HRESULT SetAudioCompressorImpl(int writerId, const wchar_t* name) {
   if (g_pAviWriter->m_pAudioCompressors == nullptr) {
     int count = 0;
     int maxLength = 0;
-    GetAudioCompressors(writerId, nullptr, &count, &maxLength);
+    GetAudioCompressors(records, writerId, nullptr, &count, &maxLength);
     g_pAviWriter->LoadParam(writerId);
   }
 
@@ -134,16 +137,4 @@ HRESULT SetAudioCompressorImpl(int writerId, const wchar_t* name) {
   // The audio function shares the video function's Leave text.
   TAV_LOG(kFile, fn, LOG_SEV_TRACE, 0, L"TavMovieMakerSetCompressor -> Leave");
   return S_OK;
-}
-
-}  // namespace
-
-extern "C" HRESULT TavMovieMakerSetCompressor(int writerId, const wchar_t* name, bool* pHasDialog) {
-  return CatchAtExport("TavMovieMakerSetCompressor", L"TavMovieMakerSetCompressor()",
-                       [&] { return SetVideoCompressor(writerId, name, pHasDialog); });
-}
-
-extern "C" HRESULT TavMovieMakerSetAudioCompressor(int writerId, const wchar_t* name) {
-  return CatchAtExport("TavMovieMakerSetAudioCompressor", L"TavMovieMakerSetAudioCompressor()",
-                       [&] { return SetAudioCompressorImpl(writerId, name); });
 }

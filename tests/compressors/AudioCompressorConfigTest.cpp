@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "compressors/AudioCompressorConfig.h"
-#include "compressors/CompressorExports.h"
+#include "TavMovieMaker.h"
+#include "compressors/CompressorChoices.h"
 #include "tests/writer/support/FakeConfigFilter.h"
 #include "tests/writer/support/LogCapture.h"
 

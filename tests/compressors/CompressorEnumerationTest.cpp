@@ -3,7 +3,7 @@
 // platform pack's ACM compressors, plus entries the tests add and remove.
 #include <gtest/gtest.h>
 
-#include "compressors/CompressorExports.h"
+#include "TavMovieMaker.h"
 #include "tests/compressors/CategoryEntry.h"
 #include "tests/compressors/CompressorFixture.h"
 #include "tests/writer/support/FailingClassFactory.h"

@@ -1,6 +1,6 @@
 #include "tests/compressors/CompressorFixture.h"
 
-#include "compressors/CompressorExports.h"
+#include "TavMovieMaker.h"
 
 namespace tavtest {
 

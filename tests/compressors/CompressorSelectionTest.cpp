@@ -2,7 +2,8 @@
 // friendly name in the loaded writer's tables, binding the entry's moniker.
 #include <gtest/gtest.h>
 
-#include "compressors/CompressorExports.h"
+#include "TavMovieMaker.h"
+#include "compressors/CompressorChoices.h"
 #include "tests/compressors/CompressorFixture.h"
 
 using tavtest::LogCapture;

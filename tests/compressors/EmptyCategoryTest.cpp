@@ -4,7 +4,7 @@
 // E_POINTER; the exports turn it into their result.
 #include <gtest/gtest.h>
 
-#include "compressors/CompressorExports.h"
+#include "TavMovieMaker.h"
 #include "tests/compressors/CompressorFixture.h"
 
 using tavtest::LogCapture;

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <limits>
 #include <map>
+#include <set>
 #include <thread>
 
 #include "tests/api/MovieCheck.h"
@@ -148,6 +149,13 @@ struct FuzzHost::State {
   std::vector<int> issued;
   std::vector<int> released;
   std::map<int, Writer> writers;
+  // The IDs whose records the library's registry still holds. Any export
+  // that loads a writer's record, given an ID the registry does not hold,
+  // makes the library drop the whole registry for a fresh one (whose only
+  // record has an ID the host was never given): every ID issued so far is
+  // unknown from then on, and a recording started on one goes into the file
+  // of the writer's last recording. Such recordings are not judged.
+  std::set<int> registered;
   bool running = false;     // a recording has been started and not stopped
   bool audioStream = false;  // SetAudioStream succeeded
   bool timedOut = false;     // a hand-over waited in vain: leave the rest out
@@ -253,8 +261,20 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
     auto it = s.writers.find(id);
     return it == s.writers.end() ? Writer() : it->second;
   };
+  auto loadRecord = [&](Call call, int id) {
+    switch (call) {
+      case Call::Start: case Call::Stop: case Call::SetAudioStream: case Call::AddFrame2: case Call::AddFrame:
+      case Call::AddAudio2: case Call::AddAudio: case Call::AddBreak: case Call::SetCompressor:
+      case Call::SetAudioCompressor: case Call::ShowCompressorDlg: case Call::ShowAudioCompressorDlg:
+        if (s.registered.count(id) == 0) s.registered.clear();
+        break;
+      default:
+        break;
+    }
+  };
   // A recording stays clean only through the calls listed in the header.
   auto touch = [&](Call call, int id) {
+    loadRecord(call, id);
     if (!s.rec.open) return;
     switch (call) {
       case Call::GetCompressors: case Call::GetAudioCompressors:
@@ -276,6 +296,7 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
     bool known = false;
     for (int i : s.issued) known = known || i == id;
     if (!known) s.issued.push_back(id);
+    s.registered.insert(id);
     s.writers[id] = w;
     s.running = false;
   };
@@ -367,6 +388,7 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
         touch(step.call, id);
         x.Release(id);
         printResult(0);
+        s.registered.erase(id);
         s.running = false;
         for (std::size_t i = 0; i < s.issued.size(); ++i) {
           if (s.issued[i] == id) {
@@ -407,7 +429,7 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
           s.videoNumber = s.audioNumber = -1;
           Writer w = writerOf(id);
           s.rec = Recording();
-          s.rec.open = a[1] == 0 && s.writers.count(id) != 0;
+          s.rec.open = a[1] == 0 && s.writers.count(id) != 0 && s.registered.count(id) != 0;
           s.rec.id = id;
           s.rec.startStep = index;
           s.rec.file = file;

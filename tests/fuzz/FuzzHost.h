@@ -3,7 +3,9 @@
 // steps run on this one thread (as the header asks), and the movies of clean
 // recordings read back with ffprobe.
 //
-// A clean recording: StartMovieRecord(id, a fresh file) returned S_OK, then
+// A clean recording: StartMovieRecord(id, a fresh file) returned S_OK for an
+// ID the library's registry still holds (a call naming an unknown ID makes
+// it forget every writer), then
 // only hand-overs, break frames, compressor lists and log calls for the same
 // ID, every hand-over S_OK, and StopMovieRecord(id) S_OK. Its file must be
 // readable, hold one non-empty video packet per acknowledged frame and, when

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstdint>
 #include <thread>
 #include <vector>
 
@@ -42,6 +43,105 @@ TEST(MuxAllocatorTest, GrantsAtLeastThreeBuffersAndOtherwiseWhatFitsInTheBudget)
     EXPECT_EQ(MuxAllocator::GrantedBuffers(1, 640 * 480), 4);
     EXPECT_EQ(MuxAllocator::GrantedBuffers(20, 640 * 480), 20);       // never fewer than asked
     EXPECT_EQ(MuxAllocator::GrantedBuffers(1, 0), 4);
+}
+
+// A committed MuxAllocator asked for one buffer of size bytes (it grants four).
+IMemAllocator* CommittedAllocator(long size, long align = 1, long prefix = 0) {
+    IMemAllocator* allocator = nullptr;
+    EXPECT_EQ(MuxAllocator::Create(&allocator), S_OK);
+    if (allocator == nullptr) return nullptr;
+    ALLOCATOR_PROPERTIES request = {1, size, align, prefix}, actual = {};
+    EXPECT_EQ(allocator->SetProperties(&request, &actual), S_OK);
+    EXPECT_EQ(actual.cBuffers, 4);
+    EXPECT_EQ(allocator->Commit(), S_OK);
+    return allocator;
+}
+
+TEST(MuxAllocatorTest, AWaitingGetBufferGetsTheNextSampleBackAndFailsOnceDecommitted) {
+    IMemAllocator* allocator = CommittedAllocator(4096);
+    ASSERT_NE(allocator, nullptr);
+    std::vector<IMediaSample*> out(4, nullptr);
+    for (IMediaSample*& sample : out) ASSERT_EQ(allocator->GetBuffer(&sample, nullptr, nullptr, 0), S_OK);
+    IMediaSample* none = nullptr;
+    EXPECT_EQ(allocator->GetBuffer(&none, nullptr, nullptr, AM_GBF_NOWAIT), VFW_E_TIMEOUT);
+    EXPECT_EQ(none, nullptr);
+
+    HRESULT waited = E_FAIL;
+    IMediaSample* got = nullptr;
+    std::thread waiter([&] { waited = allocator->GetBuffer(&got, nullptr, nullptr, 0); });
+    BYTE* released = nullptr;
+    out[2]->GetPointer(&released);
+    out[2]->Release();
+    waiter.join();
+    ASSERT_EQ(waited, S_OK);
+    BYTE* reused = nullptr;
+    got->GetPointer(&reused);
+    EXPECT_EQ(reused, released);
+    out[2] = got;
+
+    ALLOCATOR_PROPERTIES request = {1, 4096, 1, 0}, actual = {};
+    EXPECT_EQ(allocator->SetProperties(&request, &actual), VFW_E_ALREADY_COMMITTED);
+    std::thread blocked([&] { waited = allocator->GetBuffer(&got, nullptr, nullptr, 0); });
+    EXPECT_EQ(allocator->Decommit(), S_OK);
+    blocked.join();
+    EXPECT_EQ(waited, VFW_E_NOT_COMMITTED);
+    EXPECT_EQ(allocator->SetProperties(&request, &actual), VFW_E_BUFFERS_OUTSTANDING);
+    for (IMediaSample* sample : out) sample->Release();
+    EXPECT_EQ(allocator->SetProperties(&request, &actual), S_OK);
+    EXPECT_EQ(allocator->Release(), 0u);
+}
+
+TEST(MuxAllocatorTest, SamplesCarryTheirPropertiesAndComeBackCleared) {
+    IMemAllocator* allocator = CommittedAllocator(1000, 512, 16);
+    ASSERT_NE(allocator, nullptr);
+    IMediaSample* sample = nullptr;
+    ASSERT_EQ(allocator->GetBuffer(&sample, nullptr, nullptr, 0), S_OK);
+    BYTE* data = nullptr;
+    ASSERT_EQ(sample->GetPointer(&data), S_OK);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(data - 16) % 512, 0u);
+    EXPECT_EQ(sample->GetSize(), 1000);
+    EXPECT_EQ(sample->GetActualDataLength(), 1000);
+    EXPECT_EQ(sample->SetActualDataLength(1001), VFW_E_BUFFER_OVERFLOW);
+    EXPECT_EQ(sample->SetActualDataLength(10), S_OK);
+    REFERENCE_TIME start = 5, stop = 9;
+    EXPECT_EQ(sample->SetTime(&start, &stop), S_OK);
+    LONGLONG mediaStart = 3, mediaStop = 4;
+    EXPECT_EQ(sample->SetMediaTime(&mediaStart, &mediaStop), S_OK);
+    EXPECT_EQ(sample->SetSyncPoint(TRUE), S_OK);
+    EXPECT_EQ(sample->SetDiscontinuity(TRUE), S_OK);
+    REFERENCE_TIME gotStart = 0, gotStop = 0;
+    EXPECT_EQ(sample->GetTime(&gotStart, &gotStop), S_OK);
+    EXPECT_EQ(gotStart, 5);
+    EXPECT_EQ(gotStop, 9);
+    EXPECT_EQ(sample->SetTime(&start, nullptr), S_OK);
+    EXPECT_EQ(sample->GetTime(&gotStart, &gotStop), VFW_S_NO_STOP_TIME);
+    EXPECT_EQ(gotStop, 6);
+    LONGLONG gotMediaStart = 0, gotMediaStop = 0;
+    EXPECT_EQ(sample->GetMediaTime(&gotMediaStart, &gotMediaStop), S_OK);
+    EXPECT_EQ(gotMediaStart, 3);
+    EXPECT_EQ(gotMediaStop, 4);
+    EXPECT_EQ(sample->IsSyncPoint(), S_OK);
+    EXPECT_EQ(sample->IsDiscontinuity(), S_OK);
+    EXPECT_EQ(sample->IsPreroll(), S_FALSE);
+    AM_MEDIA_TYPE* type = reinterpret_cast<AM_MEDIA_TYPE*>(1);
+    EXPECT_EQ(sample->GetMediaType(&type), S_FALSE);
+    EXPECT_EQ(type, nullptr);
+    sample->Release();
+
+    // One sample out at a time: the same one comes back, cleared.
+    ASSERT_EQ(allocator->GetBuffer(&sample, nullptr, nullptr, 0), S_OK);
+    BYTE* again = nullptr;
+    ASSERT_EQ(sample->GetPointer(&again), S_OK);
+    EXPECT_EQ(again, data);
+    EXPECT_EQ(sample->GetActualDataLength(), 1000);
+    EXPECT_EQ(sample->GetTime(&gotStart, &gotStop), VFW_E_SAMPLE_TIME_NOT_SET);
+    EXPECT_EQ(sample->GetMediaTime(&gotMediaStart, &gotMediaStop), VFW_E_MEDIA_TIME_NOT_SET);
+    EXPECT_EQ(sample->IsSyncPoint(), S_FALSE);
+    EXPECT_EQ(sample->IsDiscontinuity(), S_FALSE);
+    sample->Release();
+    EXPECT_EQ(allocator->Decommit(), S_OK);
+    EXPECT_EQ(allocator->GetBuffer(&sample, nullptr, nullptr, 0), VFW_E_NOT_COMMITTED);
+    EXPECT_EQ(allocator->Release(), 0u);
 }
 
 TEST_F(AviMuxQueueTest, TheInputAllocatorGrantsTheSourceSeveralBuffers) {

@@ -1,19 +1,25 @@
 // No exception leaves the pack: a throw while a sample is handled comes back
-// from Receive as an HRESULT and refuses later samples; the layout writer
-// turns a throw into a lasting failure. And a gap is bounded.
+// from Receive as an HRESULT and refuses later samples; a throw while the mux
+// starts a recording is that start's failure; the layout writer turns a
+// throw into a lasting failure. And a gap is bounded.
 #include <gtest/gtest.h>
 #include <windows.h>
+#include <evcode.h>
 #include <uuids.h>
 
+#include <limits>
 #include <new>
 #include <stdexcept>
 
 #include "FileSink.h"
 #include "Formats.h"
+#include "MuxGraph.h"
+#include "Probe.h"
 #include "TestPushSource.h"
 #include "common/PackInputPin.h"
 #include "framework/BaseFilter.h"
 #include "mux/AviLayoutWriter.h"
+#include "mux/AviMux.h"
 #include "tests/common/UnixTools.h"
 
 using namespace muxtest;
@@ -98,6 +104,51 @@ TEST_F(PackBarrierTest, OutOfMemoryComesBackFromReceiveAndRefusesLaterSamples) {
 TEST_F(PackBarrierTest, AnyOtherExceptionIsEFail) {
     sink_->m_pin.m_throw = Throw::Other;
     EXPECT_EQ(PushOne(), E_FAIL);
+}
+
+TEST(AviMuxBarrier, AThrowWhileTheRecordingStartsIsTheStartsFailureAndTheNextStartWorks) {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    {
+        const std::wstring file = tavtest::MakeTempDir() + L"start.avi";
+        MuxGraph g;
+        TestPushSource* v = g.AddSource(VideoType(8, 8, 24, BI_RGB, 400000), 192, L"v");
+        g.AddSink(file);
+        ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
+        ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
+        // A write buffer no vector can reserve: the layout writer's
+        // constructor throws while the mux starts.
+        AviLayoutOptions impossible;
+        impossible.bufferSize = std::numeric_limits<std::size_t>::max();
+        g.muxObject->SetLayoutOptions(impossible);
+        EXPECT_EQ(g.mux->Pause(), S_OK);  // the start's failure is Run's
+        EXPECT_EQ(g.mux->Run(0), E_OUTOFMEMORY);
+        EXPECT_EQ(g.mux->Stop(), S_OK);
+
+        // The graph runs; the mux reports why it cannot write and refuses samples.
+        g.control->Run();
+        long code = 0;
+        LONG_PTR param = 0;
+        bool sawAbort = false;
+        while (!sawAbort && g.NextEvent(&code, &param, 2000)) {
+            if (code == EC_ERRORABORT) {
+                sawAbort = true;
+                EXPECT_EQ(static_cast<HRESULT>(param), E_OUTOFMEMORY);
+            }
+        }
+        EXPECT_TRUE(sawAbort);
+        std::vector<std::uint8_t> frame(192, 7);
+        REFERENCE_TIME start = 0, stop = 400000;
+        EXPECT_EQ(v->Push(frame.data(), 192, &start, &stop), E_OUTOFMEMORY);
+        EXPECT_EQ(g.control->Stop(), S_OK);
+
+        // Nothing is left half started: the next recording is whole.
+        g.muxObject->SetLayoutOptions(AviLayoutOptions());
+        ASSERT_EQ(g.control->Run(), S_OK);
+        EXPECT_EQ(v->Push(frame.data(), 192, &start, &stop), S_OK);
+        EXPECT_EQ(g.control->Stop(), S_OK);
+        EXPECT_EQ(StreamBytes(file, "v:0"), frame);
+    }
+    CoUninitialize();
 }
 
 // A sink that runs out of memory on its n-th write.

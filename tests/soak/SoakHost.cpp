@@ -18,51 +18,13 @@
 
 #include "tests/api/MovieMakerDll.h"
 #include "tests/common/UnixTools.h"
+#include "tests/soak/ProcessFigures.h"
 
 namespace {
 
-struct Sample {
-  double cycle, handles, committed;
-};
-
-// Open handles, counted by asking the system about every possible handle value
-// up to 2048 handles (the process handle-count query is not filled in by
-// every platform).
-int CountHandles() {
-  int count = 0;
-  DWORD flags = 0;
-  for (ULONG_PTR value = 4; value < 0x2000; value += 4)
-    count += GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags) ? 1 : 0;
-  return count;
-}
-
-// Bytes of private memory committed to the process, from its address space.
-double CommittedBytes() {
-  double total = 0;
-  MEMORY_BASIC_INFORMATION info;
-  for (const char* at = nullptr; VirtualQuery(at, &info, sizeof info) == sizeof info;
-       at = static_cast<const char*>(info.BaseAddress) + info.RegionSize) {
-    if (info.State == MEM_COMMIT && info.Type == MEM_PRIVATE) total += static_cast<double>(info.RegionSize);
-    if (info.RegionSize == 0) break;
-  }
-  return total;
-}
-
-Sample Measure(int cycle) {
-  return {static_cast<double>(cycle), static_cast<double>(CountHandles()), CommittedBytes()};
-}
-
-// Least-squares slope of value over cycle, from the first tenth of the run on.
-double Slope(const std::vector<Sample>& samples, double Sample::*value) {
-  const std::size_t from = samples.size() / 10;
-  double n = 0, sx = 0, sy = 0, sxx = 0, sxy = 0;
-  for (std::size_t i = from; i < samples.size(); ++i) {
-    const double x = samples[i].cycle, y = samples[i].*value;
-    n += 1, sx += x, sy += y, sxx += x * x, sxy += x * y;
-  }
-  const double d = n * sxx - sx * sx;
-  return d == 0 ? 0 : (n * sxy - sx * sy) / d;
-}
+using tavsoak::Measure;
+using tavsoak::Sample;
+using tavsoak::Slope;
 
 // Reads every movie back in one shell run ("soakN.avi frames" per line) and
 // compares with what was acknowledged; returns the number of movies that differ.

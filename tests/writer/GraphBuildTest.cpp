@@ -3,7 +3,8 @@
 // and audio compressors. The graph is read back, not run.
 #include <gtest/gtest.h>
 
-#include "compressors/CompressorExports.h"
+#include "TavMovieMaker.h"
+#include "compressors/CompressorChoices.h"
 #include "framework/MediaType.h"
 #include "tests/writer/support/FakeCompressor.h"
 #include "tests/writer/support/FakeConfigFilter.h"

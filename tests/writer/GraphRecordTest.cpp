@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "compressors/CompressorExports.h"
+#include "TavMovieMaker.h"
+#include "compressors/CompressorChoices.h"
 #include "tests/api/MovieCheck.h"
 #include "tests/common/UnixTools.h"
 #include "tests/writer/support/GraphRig.h"

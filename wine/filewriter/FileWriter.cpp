@@ -1,5 +1,6 @@
 #include "filewriter/FileWriter.h"
 
+#include "common/PackLog.h"
 #include "filewriter/FileWriterInputPin.h"
 #include "server/PackClasses.h"
 
@@ -97,6 +98,8 @@ HRESULT STDMETHODCALLTYPE CFileWriter::Pause()
         m_file.Close();
         if (m_hasFileName)
             m_openError = m_file.Open(m_fileName, m_mode);
+        if (FAILED(m_openError))
+            LogFailure("CFileWriter::Pause", m_openError, L"Opening %s", m_fileName.c_str());
     }
     const HRESULT hr = CBaseFilter::Pause();
     if (SUCCEEDED(hr)) {
@@ -222,8 +225,11 @@ HRESULT CFileWriter::WriteAt(ULONGLONG offset, const void* data, ULONG size, ULO
         return m_openError;
     }
     const HRESULT hr = m_file.WriteAt(offset, data, size, written);
-    if (FAILED(hr))
+    if (FAILED(hr)) {
+        if (!m_errorSent)
+            LogFailure("CFileWriter::WriteAt", hr, L"Writing %lu bytes at %I64u", size, offset);
         ReportError(hr);
+    }
     return hr;
 }
 
@@ -254,6 +260,8 @@ HRESULT CFileWriter::CommitFile()
     if (m_State != State_Stopped)
         return m_file.Flush();
     const HRESULT hr = m_file.Close();
+    if (FAILED(hr))
+        LogFailure("CFileWriter::CommitFile", hr, L"Closing %s", m_fileName.c_str());
     return hr == S_FALSE ? S_OK : hr;
 }
 

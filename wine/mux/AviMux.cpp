@@ -8,6 +8,7 @@
 #include <cstring>
 #include <new>
 
+#include "common/ComBarrier.h"
 #include "mux/MuxStreamFormat.h"
 #include "server/PackClasses.h"
 
@@ -99,8 +100,14 @@ std::vector<CAviMuxInputPin*> CAviMux::ConnectedInputsInOrder() {
     return pins;
 }
 
+// The state changes run behind the exception barrier (common/ComBarrier.h):
+// a throw becomes the call's HRESULT.
 HRESULT STDMETHODCALLTYPE CAviMux::Pause() {
     CAutoLock lock(&m_csFilter);
+    return tavpack::CallWithoutThrowing([&] { return PauseLocked(); });
+}
+
+HRESULT CAviMux::PauseLocked() {
     if (m_State != State_Stopped) return CBaseFilter::Pause();
     // A start that cannot write (no IStream downstream, header write failed)
     // fails Run, not Pause: Wine's graph cannot stop filters that paused
@@ -121,6 +128,10 @@ HRESULT STDMETHODCALLTYPE CAviMux::Pause() {
 
 HRESULT STDMETHODCALLTYPE CAviMux::Run(REFERENCE_TIME tStart) {
     CAutoLock lock(&m_csFilter);
+    return tavpack::CallWithoutThrowing([&] { return RunLocked(tStart); });
+}
+
+HRESULT CAviMux::RunLocked(REFERENCE_TIME tStart) {
     HRESULT hr = CBaseFilter::Run(tStart);
     if (FAILED(hr)) return hr;
     if (FAILED(m_hrStart)) {
@@ -133,15 +144,29 @@ HRESULT STDMETHODCALLTYPE CAviMux::Run(REFERENCE_TIME tStart) {
 
 HRESULT STDMETHODCALLTYPE CAviMux::Stop() {
     CAutoLock lock(&m_csFilter);
-    // The inputs go inactive first: each waits for its Receive in progress.
-    HRESULT hr = CBaseFilter::Stop();
-    HRESULT hrFinish = FinishWriting();
-    m_hrStart = S_OK;
-    return FAILED(hrFinish) ? hrFinish : hr;
+    return tavpack::CallWithoutThrowing([&] {
+        // The inputs go inactive first: each waits for its Receive in progress.
+        HRESULT hr = CBaseFilter::Stop();
+        HRESULT hrFinish = FinishWriting();
+        m_hrStart = S_OK;
+        return FAILED(hrFinish) ? hrFinish : hr;
+    });
 }
 
 HRESULT CAviMux::StartWriting() {
     CAutoLock lock(&m_csWrite);
+    // Describing the streams allocates (formats, names, the layout writer's
+    // buffer): running out of memory there fails the start like any other
+    // failure, and no input keeps a stream number.
+    return tavpack::CallWithoutThrowing([&] { return StartWritingLocked(); }, [&](HRESULT) { ForgetStreams(); });
+}
+
+void CAviMux::ForgetStreams() {
+    for (CAviMuxInputPin* pin : m_streams) pin->m_nStream = -1;
+    m_streams.clear();
+}
+
+HRESULT CAviMux::StartWritingLocked() {
     m_bErrorReported = false;
     m_bEndOfStreamSent = false;
     m_rtPosition = 0;
@@ -189,15 +214,13 @@ HRESULT CAviMux::StartWriting() {
     }
     hr = layout->Begin();
     if (FAILED(hr)) {
-        for (CAviMuxInputPin* pin : m_streams) pin->m_nStream = -1;
-        m_streams.clear();
+        ForgetStreams();
         return hr;
     }
     std::unique_ptr<MuxWriteQueue> queue(new (std::nothrow) MuxWriteQueue(*this));
     hr = queue ? queue->Start() : E_OUTOFMEMORY;
     if (FAILED(hr)) {
-        for (CAviMuxInputPin* pin : m_streams) pin->m_nStream = -1;
-        m_streams.clear();
+        ForgetStreams();
         return hr;
     }
     m_pSink = std::move(sink);
@@ -220,8 +243,7 @@ HRESULT CAviMux::FinishWriting() {
     if (FAILED(hr)) ReportError(hr);
     m_pLayout.reset();
     m_pSink.reset();
-    for (CAviMuxInputPin* pin : m_streams) pin->m_nStream = -1;
-    m_streams.clear();
+    ForgetStreams();
     return hr;
 }
 
@@ -330,10 +352,12 @@ HRESULT CAviMux::InputEndOfStream() {
 
 HRESULT STDMETHODCALLTYPE CAviMux::SetMasterStream(LONG iStream) {
     CAutoLock lock(&m_csFilter);
-    LONG connected = static_cast<LONG>(ConnectedInputsInOrder().size());
-    if (iStream < -1 || iStream >= connected) return E_INVALIDARG;
-    m_nMasterStream = iStream;
-    return S_OK;
+    return tavpack::CallWithoutThrowing([&] {
+        LONG connected = static_cast<LONG>(ConnectedInputsInOrder().size());
+        if (iStream < -1 || iStream >= connected) return E_INVALIDARG;
+        m_nMasterStream = iStream;
+        return S_OK;
+    });
 }
 
 HRESULT STDMETHODCALLTYPE CAviMux::GetMasterStream(LONG* pStream) {

@@ -28,6 +28,10 @@
 // accepted and recorded; samples are always written in arrival order),
 // IMediaSeeking (progress only: current position and duration).
 //
+// No exception leaves a method (common/ComBarrier.h): a throw while the
+// filter changes state (out of memory while a recording starts) is that
+// call's HRESULT; at the start it is the recording's failure, as above.
+//
 // Threads: the graph calls the filter and pin methods under the filter lock;
 // the upstream streaming threads call Receive/EndOfStream, which queue (never
 // taking the filter lock); the writer thread writes under the write lock.
@@ -115,7 +119,12 @@ public:
     void SetLayoutOptions(const AviLayoutOptions& options) { m_layoutOptions = options; }
 
 private:
+    HRESULT PauseLocked();
+    HRESULT RunLocked(REFERENCE_TIME tStart);
+    // Starts a recording; a throw is its failure (filter lock held).
     HRESULT StartWriting();
+    HRESULT StartWritingLocked();  // write lock held
+    void ForgetStreams();          // the inputs lose their stream numbers
     HRESULT FinishWriting();
     void ReportError(HRESULT hr);
     // MuxWriteQueue::Writer, on the writer thread.

@@ -2,6 +2,8 @@
 
 #include <uuids.h>
 
+#include "common/ComBarrier.h"
+
 CAviMuxOutputPin::CAviMuxOutputPin(CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr)
     : CBasePin(L"AVI Mux output pin", pFilter, pLock, phr, L"AVI Out", PINDIR_OUTPUT) {}
 
@@ -22,4 +24,16 @@ HRESULT CAviMuxOutputPin::GetMediaType(int iPosition, CMediaType* pmt) {
     pmt->SetSampleSize(1);
     pmt->SetTemporalCompression(FALSE);
     return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE CAviMuxOutputPin::Connect(IPin* pReceivePin, const AM_MEDIA_TYPE* pmt) {
+    return tavpack::CallWithoutThrowing([&] { return CBasePin::Connect(pReceivePin, pmt); });
+}
+
+HRESULT STDMETHODCALLTYPE CAviMuxOutputPin::Disconnect() {
+    return tavpack::CallWithoutThrowing([&] { return CBasePin::Disconnect(); });
+}
+
+HRESULT STDMETHODCALLTYPE CAviMuxOutputPin::QueryAccept(const AM_MEDIA_TYPE* pmt) {
+    return tavpack::CallWithoutThrowing([&] { return CBasePin::QueryAccept(pmt); });
 }

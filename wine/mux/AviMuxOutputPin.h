@@ -3,6 +3,9 @@
 // writes the file through the connected pin's IStream, queried when the
 // filter pauses.
 //
+// No exception leaves the pin (common/ComBarrier.h): the connection calls,
+// which run the framework's negotiation, return a throw as their HRESULT.
+//
 // Threads: the graph's, under the filter lock.
 #pragma once
 
@@ -15,4 +18,9 @@ public:
     // Stream (or GUID_NULL) major type with Avi (or GUID_NULL) subtype.
     HRESULT CheckMediaType(const CMediaType* pmt) override;
     HRESULT GetMediaType(int iPosition, CMediaType* pmt) override;
+
+    // CBasePin's, behind the exception barrier.
+    HRESULT STDMETHODCALLTYPE Connect(IPin* pReceivePin, const AM_MEDIA_TYPE* pmt) override;
+    HRESULT STDMETHODCALLTYPE Disconnect() override;
+    HRESULT STDMETHODCALLTYPE QueryAccept(const AM_MEDIA_TYPE* pmt) override;
 };
