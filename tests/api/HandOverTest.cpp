@@ -43,11 +43,12 @@ class HandOver : public ::testing::Test {
     ASSERT_TRUE(dll.ok());
     dll.CatchLog();
   }
-  int SetUpWriter() {
-    int id = 0;
-    EXPECT_EQ(dll.InitEx(8, 4, 25.0, nullptr, &id), S_OK);
+  // Sets up a writer; stops the test when InitEx fails (call it through
+  // ASSERT_NO_FATAL_FAILURE).
+  void SetUpWriter(int* id) {
+    *id = 0;
+    ASSERT_EQ(dll.InitEx(8, 4, 25.0, nullptr, id), S_OK);
     dll.TakeLines();
-    return id;
   }
   MovieMakerDll dll;
   std::vector<unsigned char> frame = std::vector<unsigned char>(8 * 4 * 3, 0x5A);
@@ -60,7 +61,8 @@ class QuickWaitHandOver : public HandOver {
 };
 
 TEST_F(HandOver, BadIdIsRefusedWithoutWaitOrMutex) {
-  SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(dll.AddMovieFrame2(0, frame.data(), 96, 0, 0), kFail);
   EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerAddMovieFrame2 -> Enter"),
@@ -70,7 +72,8 @@ TEST_F(HandOver, BadIdIsRefusedWithoutWaitOrMutex) {
 }
 
 TEST_F(HandOver, NullDataIsRefusedWithoutWaitOrMutex) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   EXPECT_EQ(dll.AddMovieFrame2(id, nullptr, 96, 0, 0), kFail);
   std::vector<std::wstring> lines = dll.TakeLines();
   EXPECT_EQ(lines.front(), Trace(L"TavMovieMakerAddMovieFrame2 -> Enter"));
@@ -80,7 +83,8 @@ TEST_F(HandOver, NullDataIsRefusedWithoutWaitOrMutex) {
 }
 
 TEST_F(HandOver, SizeZeroIsRefusedWithoutWaitOrMutex) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   EXPECT_EQ(dll.AddMovieFrame(id, frame.data(), 0, 0), kFail);
   std::vector<std::wstring> lines = dll.TakeLines();
   EXPECT_EQ(lines.back(), Error(L"AddMovieFrame() bad size"));
@@ -88,7 +92,8 @@ TEST_F(HandOver, SizeZeroIsRefusedWithoutWaitOrMutex) {
 }
 
 TEST_F(HandOver, AudioUsesTheVideoTextsForBadArguments) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   EXPECT_EQ(dll.AddAudioSample2(0, frame.data(), 96, 0, 0), kFail);
   EXPECT_EQ(dll.AddAudioSample2(id, nullptr, 96, 0, 0), kFail);
   EXPECT_EQ(dll.AddAudioSample(id, frame.data(), 0, 0), kFail);
@@ -109,7 +114,8 @@ TEST_F(HandOver, BeforeAnyWriterIsSetUpTheCallFailsWithEPointer) {
 
 // The shipped DLL waits 10 s for the pin before it gives up.
 TEST_F(HandOver, TheShippedDllWaitsTenSecondsForThePin) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(dll.AddMovieFrame2(id, frame.data(), 96, 0, 0), static_cast<HRESULT>(-1234));
   double seconds = SecondsSince(start);
@@ -121,7 +127,8 @@ TEST_F(HandOver, TheShippedDllWaitsTenSecondsForThePin) {
 // After InitEx alone BufferReady is still signalled, so the call passes the
 // first wait and times out on BufferDone, keeping the mutex.
 TEST_F(QuickWaitHandOver, WithNoPinTheFirstFrameTimesOutOnBufferDoneAndKeepsTheMutex) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(dll.AddMovieFrame2(id, frame.data(), 96, 0, 0), static_cast<HRESULT>(-1234));
   EXPECT_GE(SecondsSince(start), kQuickWaitMs / 1000.0 * 0.95);
@@ -146,7 +153,8 @@ TEST_F(QuickWaitHandOver, WithNoPinTheFirstFrameTimesOutOnBufferDoneAndKeepsTheM
 // After StartMovieRecord has reset the events, an audio block with no audio
 // pin times out on the first wait instead.
 TEST_F(QuickWaitHandOver, AfterStartTheAudioCallTimesOutOnBufferReady) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   std::wstring movie = MakeTempDir() + L"audio-timeout.avi";
   ASSERT_EQ(dll.StartMovieRecord(id, movie.c_str()), S_OK);
   dll.TakeLines();
@@ -169,7 +177,8 @@ TEST_F(QuickWaitHandOver, AfterStartTheAudioCallTimesOutOnBufferReady) {
 }
 
 TEST_F(HandOver, BreakFrameWithoutAudioReturnsTheVideoResult) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   EXPECT_EQ(dll.AddBreakFrame(id), S_OK);
   std::vector<std::wstring> lines = dll.TakeLines();
   EXPECT_TRUE(InOrder(lines, {Trace(L"TavMovieMakerAddBreakFrame -> Enter"), Trace(L"CAviWriter::AddMovieFrame2 -> Enter"),
@@ -181,7 +190,8 @@ TEST_F(HandOver, BreakFrameWithoutAudioReturnsTheVideoResult) {
 }
 
 TEST_F(HandOver, BreakFrameWithAudioReturnsTheAudioResult) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   dll.SetAudioStream(id, 16);
   dll.TakeLines();
   EXPECT_EQ(dll.AddBreakFrame(id), S_OK);
@@ -193,7 +203,8 @@ TEST_F(HandOver, BreakFrameWithAudioReturnsTheAudioResult) {
 }
 
 TEST_F(HandOver, BreakFrameWithIdZeroIsRefused) {
-  SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   EXPECT_EQ(dll.AddBreakFrame(0), kFail);
   EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerAddBreakFrame -> Enter"),
                                                           Error(L"AddMovieFrame() bad ID")}));

@@ -27,11 +27,12 @@ class Misuse : public ::testing::Test {
     ASSERT_TRUE(dll.ok());
     dll.CatchLog();
   }
-  int SetUpWriter() {
-    int id = 0;
-    EXPECT_EQ(dll.InitEx(16, 8, 25.0, nullptr, &id), S_OK);
+  // Sets up a writer; stops the test when InitEx fails (call it through
+  // ASSERT_NO_FATAL_FAILURE).
+  void SetUpWriter(int* id) {
+    *id = 0;
+    ASSERT_EQ(dll.InitEx(16, 8, 25.0, nullptr, id), S_OK);
     dll.TakeLines();
-    return id;
   }
   // Records `count` frames into `name` and returns the movie's path.
   std::wstring Record(int id, const wchar_t* name, int count) {
@@ -58,7 +59,8 @@ TEST_F(Misuse, EveryCallBeforeAnyWriterIsSetUp) {
   EXPECT_EQ(dll.StopMovieRecord(0), kFail);
   EXPECT_LT(SecondsSince(start), 5.0);
   // A writer set up afterwards records normally.
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   std::wstring movie = Record(id, L"after.avi", 2);
   EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
   EXPECT_EQ(ProbeStream(movie, "v:0")["nb_frames"], "2");
@@ -73,7 +75,8 @@ TEST_F(Misuse, NullIdPointerIsRefused) {
 }
 
 TEST_F(Misuse, NullFileNameIsRefused) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   EXPECT_EQ(dll.StartMovieRecord(id, nullptr), kFail);
   EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerStartMovieRecord -> Enter"),
                                                           Error(L"StartMovieRecord() bad file name")}));
@@ -81,7 +84,8 @@ TEST_F(Misuse, NullFileNameIsRefused) {
 }
 
 TEST_F(Misuse, NullAndZeroArgumentsToTheHandOver) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(dll.AddMovieFrame2(id, nullptr, 0, 0, 0), kFail);
   EXPECT_EQ(dll.AddMovieFrame(id, nullptr, 384, 0), kFail);
@@ -93,7 +97,8 @@ TEST_F(Misuse, NullAndZeroArgumentsToTheHandOver) {
 }
 
 TEST_F(Misuse, CompressorCallsWithNullPointers) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   int count = 1, maxLength = 10;
   EXPECT_EQ(dll.GetCompressors(id, nullptr, &count, &maxLength), kFail);
   EXPECT_EQ(dll.GetAudioCompressors(id, nullptr, &count, &maxLength), S_FALSE) << "no audio stream yet";
@@ -103,7 +108,8 @@ TEST_F(Misuse, CompressorCallsWithNullPointers) {
 }
 
 TEST_F(Misuse, StopBeforeStartAndStopTwice) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
   EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
@@ -117,7 +123,8 @@ TEST_F(Misuse, StopBeforeStartAndStopTwice) {
 // The stopped stream takes no frame: the call fails at once, releasing the
 // mutex, instead of waiting for a pin that is gone.
 TEST_F(Misuse, FrameAfterStopFailsAtOnce) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   std::wstring movie = Record(id, L"stopped.avi", 2);
   ASSERT_EQ(dll.StopMovieRecord(id), S_OK);
   dll.TakeLines();
@@ -130,7 +137,8 @@ TEST_F(Misuse, FrameAfterStopFailsAtOnce) {
 }
 
 TEST_F(Misuse, UnknownIdsNeitherCrashNorHang) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   auto start = std::chrono::steady_clock::now();
   // Each unknown ID loaded replaces the registry with one fresh record under
   // the next counter value: 2, then 3. Release counts back to 2.
@@ -146,7 +154,8 @@ TEST_F(Misuse, UnknownIdsNeitherCrashNorHang) {
 }
 
 TEST_F(Misuse, ReleaseDuringARecording) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   std::wstring movie = Record(id, L"released.avi", 3);
   auto start = std::chrono::steady_clock::now();
   dll.Release(id);
@@ -170,7 +179,8 @@ TEST_F(Misuse, ReleaseDuringARecording) {
 }
 
 TEST_F(Misuse, AFileThatCannotBeCreatedFailsAFrameAndStopStillWorks) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   std::wstring bad = dir + L"no-such-folder\\movie.avi";
   ASSERT_EQ(dll.StartMovieRecord(id, bad.c_str()), S_OK);
   auto start = std::chrono::steady_clock::now();

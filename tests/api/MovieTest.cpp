@@ -59,10 +59,11 @@ class Movie : public ::testing::Test {
     dll.CatchLog();
   }
 
-  int SetUpWriter(int width, int height, unsigned pixelFormat, double fps = 25.0) {
-    int id = 0;
-    EXPECT_EQ(dll.InitEx(width, height, fps, &pixelFormat, &id), S_OK);
-    return id;
+  // Sets up a writer; stops the test when InitEx fails (call it through
+  // ASSERT_NO_FATAL_FAILURE).
+  void SetUpWriter(int* id, int width, int height, unsigned pixelFormat, double fps = 25.0) {
+    *id = 0;
+    ASSERT_EQ(dll.InitEx(width, height, fps, &pixelFormat, id), S_OK);
   }
 
   // Records `count` frames numbered from 0 at 25 fps and returns what was
@@ -90,7 +91,8 @@ class Movie : public ::testing::Test {
   }
 
   void RecordAndCheck(int width, int height, unsigned pixelFormat, const std::string& pixFmt) {
-    int id = SetUpWriter(width, height, pixelFormat);
+    int id = 0;
+    ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id, width, height, pixelFormat));
     std::wstring movie = dir + L"movie.avi";
     std::vector<std::string> frames = RecordFrames(id, movie, width, height, pixelFormat, 6);
     auto video = ProbeStream(movie, "v:0");
@@ -115,7 +117,8 @@ TEST_F(Movie, Grey) { RecordAndCheck(30, 12, TAVMM_PIXEL_GREY8, "pal8"); }
 TEST_F(Movie, Yuy2) { RecordAndCheck(32, -8, TAVMM_PIXEL_YUY2, "yuyv422"); }
 
 TEST_F(Movie, PlainAddMovieFrameDetectsDropsByCaptureTime) {
-  int id = SetUpWriter(16, 8, TAVMM_PIXEL_RGB24);
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id, 16, 8, TAVMM_PIXEL_RGB24));
   std::wstring movie = dir + L"time-drops.avi";
   ASSERT_EQ(dll.StartMovieRecord(id, movie.c_str()), S_OK);
   std::string frame = MakeFrame(16, 8, TAVMM_PIXEL_RGB24, 1);
@@ -132,7 +135,8 @@ TEST_F(Movie, PlainAddMovieFrameDetectsDropsByCaptureTime) {
 }
 
 TEST_F(Movie, FrameNumbersDetectDrops) {
-  int id = SetUpWriter(16, 8, TAVMM_PIXEL_RGB24);
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id, 16, 8, TAVMM_PIXEL_RGB24));
   std::wstring movie = dir + L"number-drops.avi";
   ASSERT_EQ(dll.StartMovieRecord(id, movie.c_str()), S_OK);
   std::string frame = MakeFrame(16, 8, TAVMM_PIXEL_RGB24, 2);
@@ -146,7 +150,8 @@ TEST_F(Movie, FrameNumbersDetectDrops) {
 }
 
 TEST_F(Movie, BreakFrameBeforeAGapCountsNoDrop) {
-  int id = SetUpWriter(16, 8, TAVMM_PIXEL_RGB24);
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id, 16, 8, TAVMM_PIXEL_RGB24));
   std::wstring movie = dir + L"break.avi";
   ASSERT_EQ(dll.StartMovieRecord(id, movie.c_str()), S_OK);
   std::string frame = MakeFrame(16, 8, TAVMM_PIXEL_RGB24, 3);
@@ -224,7 +229,8 @@ TEST_F(Movie, Audio24BitWithVideo) {
 }
 
 TEST_F(Movie, MsRleCompressedGrey) {
-  int id = SetUpWriter(32, 16, TAVMM_PIXEL_GREY8);
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id, 32, 16, TAVMM_PIXEL_GREY8));
   int count = 0, maxLength = 0;
   ASSERT_EQ(dll.GetCompressors(id, nullptr, &count, &maxLength), S_OK);
   ASSERT_GT(count, 1);
@@ -273,7 +279,8 @@ TEST_F(Movie, MsRleCompressedGrey) {
 }
 
 TEST_F(Movie, TwoRecordingsInARowOnOneWriter) {
-  int id = SetUpWriter(16, 8, TAVMM_PIXEL_RGB24);
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id, 16, 8, TAVMM_PIXEL_RGB24));
   std::vector<std::string> first = RecordFrames(id, dir + L"first.avi", 16, 8, TAVMM_PIXEL_RGB24, 3);
   std::vector<std::string> second = RecordFrames(id, dir + L"second.avi", 16, 8, TAVMM_PIXEL_RGB24, 5);
   EXPECT_EQ(ProbeStream(dir + L"first.avi", "v:0")["nb_frames"], "3");
@@ -284,8 +291,10 @@ TEST_F(Movie, TwoRecordingsInARowOnOneWriter) {
 // The second writer's record holds width and height crossed, as the registry
 // has always stored a new ID's size: its movie comes out 32 wide, 16 high.
 TEST_F(Movie, SecondWriterIdRecordsWithItsSizeCrossed) {
-  int first = SetUpWriter(24, 12, TAVMM_PIXEL_RGB24);
-  int second = SetUpWriter(16, 32, TAVMM_PIXEL_RGB24);
+  int first = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&first, 24, 12, TAVMM_PIXEL_RGB24));
+  int second = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&second, 16, 32, TAVMM_PIXEL_RGB24));
   ASSERT_EQ(first, 1);
   ASSERT_EQ(second, 2);
   std::vector<std::string> frames = RecordFrames(second, dir + L"second-id.avi", 32, 16, TAVMM_PIXEL_RGB24, 3);
@@ -297,10 +306,12 @@ TEST_F(Movie, SecondWriterIdRecordsWithItsSizeCrossed) {
 }
 
 TEST_F(Movie, ReleaseThenInitAgainRecords) {
-  int id = SetUpWriter(16, 8, TAVMM_PIXEL_RGB24);
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id, 16, 8, TAVMM_PIXEL_RGB24));
   RecordFrames(id, dir + L"before.avi", 16, 8, TAVMM_PIXEL_RGB24, 2);
   dll.Release(id);
-  int again = SetUpWriter(24, 8, TAVMM_PIXEL_RGB24);
+  int again = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&again, 24, 8, TAVMM_PIXEL_RGB24));
   EXPECT_EQ(again, 1);
   std::vector<std::string> frames = RecordFrames(again, dir + L"after.avi", 24, 8, TAVMM_PIXEL_RGB24, 4);
   auto video = ProbeStream(dir + L"after.avi", "v:0");
@@ -319,7 +330,8 @@ TEST_F(Movie, InitWithWholeFpsRecordsAt25) {
 }
 
 TEST_F(Movie, InitExAgainOnAnIdChangesItsSizeAndRate) {
-  int id = SetUpWriter(16, 8, TAVMM_PIXEL_RGB24);
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id, 16, 8, TAVMM_PIXEL_RGB24));
   unsigned pixelFormat = TAVMM_PIXEL_RGB24;
   int same = id;
   ASSERT_EQ(dll.InitEx(40, 20, 10.0, &pixelFormat, &same), S_OK);

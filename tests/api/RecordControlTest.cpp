@@ -29,18 +29,20 @@ class RecordControl : public ::testing::Test {
     }
     return false;
   }
-  int SetUpWriter(int width = 16, int height = 8) {
-    int id = 0;
-    EXPECT_EQ(dll.InitEx(width, height, 25.0, nullptr, &id), S_OK);
+  // Sets up a writer; stops the test when InitEx fails (call it through
+  // ASSERT_NO_FATAL_FAILURE).
+  void SetUpWriter(int* id, int width = 16, int height = 8) {
+    *id = 0;
+    ASSERT_EQ(dll.InitEx(width, height, 25.0, nullptr, id), S_OK);
     dll.TakeLines();
-    return id;
   }
   MovieMakerDll dll;
   std::wstring dir = MakeTempDir();
 };
 
 TEST_F(RecordControl, StartWithIdZeroFails) {
-  SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   std::wstring movie = dir + L"zero.avi";
   EXPECT_EQ(dll.StartMovieRecord(0, movie.c_str()), kFail);
   EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerStartMovieRecord -> Enter"),
@@ -48,7 +50,8 @@ TEST_F(RecordControl, StartWithIdZeroFails) {
 }
 
 TEST_F(RecordControl, StartDoesNotRunTheGraphTheFirstFrameDoes) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   std::wstring movie = dir + L"start.avi";
   ASSERT_EQ(dll.StartMovieRecord(id, movie.c_str()), S_OK);
   std::vector<std::wstring> start = dll.TakeLines();
@@ -80,14 +83,16 @@ TEST_F(RecordControl, StartDoesNotRunTheGraphTheFirstFrameDoes) {
 }
 
 TEST_F(RecordControl, StopWithIdZeroFails) {
-  SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   EXPECT_EQ(dll.StopMovieRecord(0), kFail);
   EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerStopMovieRecord -> Enter"),
                                                           Error(L"StopMovieRecord() bad ID")}));
 }
 
 TEST_F(RecordControl, SetAudioStreamLogsEveryLineAtError) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   EXPECT_EQ(dll.SetAudioStream(id, 16), S_OK);
   std::vector<std::wstring> lines = dll.TakeLines();
   ASSERT_FALSE(lines.empty());
@@ -99,7 +104,8 @@ TEST_F(RecordControl, SetAudioStreamLogsEveryLineAtError) {
 }
 
 TEST_F(RecordControl, SecondSetAudioStreamForAnyIdReturnsOkWithoutChange) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   ASSERT_EQ(dll.SetAudioStream(id, 16), S_OK);
   dll.TakeLines();
   const std::vector<std::wstring> again = {Error(L"SetAudioStream() -> Enter"),
@@ -113,7 +119,8 @@ TEST_F(RecordControl, SecondSetAudioStreamForAnyIdReturnsOkWithoutChange) {
 }
 
 TEST_F(RecordControl, SetAudioStreamWithIdZeroFails) {
-  SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   EXPECT_EQ(dll.SetAudioStream(0, 16), kFail);
   EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Error(L"SetAudioStream() -> Enter"),
                                                           Error(L"SetAudioStream() bad ID")}));
@@ -125,7 +132,8 @@ TEST_F(RecordControl, SetAudioStreamWithIdZeroFails) {
 // for a block, so the movie holds one audio block that no call handed in
 // while recording.
 TEST_F(RecordControl, StartKeepsSampleReadyAsItWas) {
-  int id = SetUpWriter();
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   ASSERT_EQ(dll.SetAudioStream(id, 16), S_OK);
   std::vector<unsigned char> block(7680, 0);  // 1920 stereo 16-bit frames: one frame at 25 fps
   EXPECT_EQ(dll.AddAudioSample2(id, block.data(), 7680, 0, 0), static_cast<HRESULT>(-1234));

@@ -44,7 +44,7 @@ class CompressorSelectionTest : public tavtest::CompressorFixture {
 };
 
 TEST_F(CompressorSelectionTest, UncompressedClearsTheFilterAndTheFlags) {
-  BuildVideoTable();
+  ASSERT_NO_FATAL_FAILURE(BuildVideoTable());
   g_pAviWriter->m_pVideoCompressor = static_cast<IBaseFilter*>(tavtest::FakeVideoFilter::Create());
   g_pAviWriter->m_pVideoCompressor->Release();  // the writer holds the only reference
   g_pAviWriter->m_bCompressed = 1;
@@ -60,7 +60,7 @@ TEST_F(CompressorSelectionTest, UncompressedClearsTheFilterAndTheFlags) {
 }
 
 TEST_F(CompressorSelectionTest, ACodecIsBoundAndMarksTheWriterCompressed) {
-  BuildVideoTable();
+  ASSERT_NO_FATAL_FAILURE(BuildVideoTable());
   bool hasDialog = false;
   EXPECT_EQ(TavMovieMakerSetCompressor(1, L"Wine MS-RLE video codec", &hasDialog), S_OK);
   ASSERT_TRUE(g_pAviWriter->m_pVideoCompressor);
@@ -73,7 +73,7 @@ TEST_F(CompressorSelectionTest, ACodecIsBoundAndMarksTheWriterCompressed) {
 }
 
 TEST_F(CompressorSelectionTest, UnknownNameRecordsUncompressedButKeepsTheFilter) {
-  BuildVideoTable();
+  ASSERT_NO_FATAL_FAILURE(BuildVideoTable());
   ASSERT_EQ(TavMovieMakerSetCompressor(1, L"Cinepak Video codec", nullptr), S_OK);
   IBaseFilter* bound = g_pAviWriter->m_pVideoCompressor;
   ASSERT_NE(bound, nullptr);
@@ -119,7 +119,7 @@ TEST_F(CompressorSelectionTest, NullNameIsRefused) {
 }
 
 TEST_F(CompressorSelectionTest, RefusedWhileRecording) {
-  BuildVideoTable();
+  ASSERT_NO_FATAL_FAILURE(BuildVideoTable());
   g_pAviWriter->m_bStarted = true;
   g_pAviWriter->m_bCompressed = 1;
   bool hasDialog = true;
@@ -155,7 +155,7 @@ TEST_F(CompressorSelectionTest, BuildsAMissingVideoTableFirst) {
 
 TEST_F(CompressorSelectionTest, AudioCompressorIsBoundByItsListedName) {
   AttachAudioSource();
-  BuildAudioTable();
+  ASSERT_NO_FATAL_FAILURE(BuildAudioTable());
   EXPECT_EQ(TavMovieMakerSetAudioCompressor(1, L"PCM (Uncompressed)"), S_OK);
   EXPECT_TRUE(g_pAviWriter->m_pAudioCompressor);
   EXPECT_EQ(g_pAviWriter->m_bAudioCompressed, 1);
@@ -167,7 +167,7 @@ TEST_F(CompressorSelectionTest, AudioCompressorIsBoundByItsListedName) {
 
 TEST_F(CompressorSelectionTest, UnknownAudioNameClearsTheAudioFlag) {
   AttachAudioSource();
-  BuildAudioTable();
+  ASSERT_NO_FATAL_FAILURE(BuildAudioTable());
   ASSERT_EQ(TavMovieMakerSetAudioCompressor(1, L"IMA ADPCM"), S_OK);
   ASSERT_EQ(g_pAviWriter->m_bAudioCompressed, 1);
   IBaseFilter* bound = g_pAviWriter->m_pAudioCompressor;
@@ -201,7 +201,7 @@ TEST_F(CompressorSelectionTest, ATableAnotherWriterStillHoldsStaysUsable) {
   AviWriterParam second;
   second.nID = 2;
   g_plistAviID->push_back(second);
-  BuildVideoTable();  // writer 1's table
+  ASSERT_NO_FATAL_FAILURE(BuildVideoTable());  // writer 1's table
   CompressorEntry* first = g_pAviWriter->m_pVideoCompressors;
   int count = 0;
   int maxLength = 0;

@@ -514,7 +514,7 @@ class AudioGraphTest : public AudioSourceTest {
 
 TEST_F(AudioGraphTest, SixteenBitBlocksArriveWholeWithTheirDurations) {
   ASSERT_EQ(S_OK, Init(16, 10));
-  Connect();
+  ASSERT_NO_FATAL_FAILURE(Connect());
   ALLOCATOR_PROPERTIES props = sink_->NotifiedProperties();
   EXPECT_EQ(1, props.cBuffers);
   EXPECT_EQ(19200, props.cbBuffer);
@@ -529,7 +529,7 @@ TEST_F(AudioGraphTest, SixteenBitBlocksArriveWholeWithTheirDurations) {
   ASSERT_EQ(S_OK, Push(b, 1000000, 1));
   ASSERT_EQ(S_OK, Push(c, 2000000, 2));
   ASSERT_TRUE(sink_->WaitForSamples(3, 10000));
-  Finish();
+  ASSERT_NO_FATAL_FAILURE(Finish());
   auto s = sink_->Samples();
   ASSERT_EQ(3u, s.size());
   EXPECT_EQ(a, s[0].bytes);
@@ -546,7 +546,7 @@ TEST_F(AudioGraphTest, SixteenBitBlocksArriveWholeWithTheirDurations) {
 
 TEST_F(AudioGraphTest, TwentyFourBitExtensibleBlocks) {
   ASSERT_EQ(S_OK, Init(24, 25));
-  Connect();
+  ASSERT_NO_FATAL_FAILURE(Connect());
   EXPECT_EQ(11520, sink_->NotifiedProperties().cbBuffer);
   AM_MEDIA_TYPE mt = {};
   ASSERT_EQ(S_OK, sink_->InputPin()->ConnectionMediaType(&mt));
@@ -557,7 +557,7 @@ TEST_F(AudioGraphTest, TwentyFourBitExtensibleBlocks) {
   ASSERT_EQ(S_OK, Push(a, 0, ~0ull));
   ASSERT_EQ(S_OK, Push(a, 400000, ~0ull));
   ASSERT_TRUE(sink_->WaitForSamples(2, 10000));
-  Finish();
+  ASSERT_NO_FATAL_FAILURE(Finish());
   auto s = sink_->Samples();
   ASSERT_EQ(2u, s.size());
   EXPECT_EQ(a, s[1].bytes);
@@ -567,14 +567,14 @@ TEST_F(AudioGraphTest, TwentyFourBitExtensibleBlocks) {
 
 TEST_F(AudioGraphTest, GapInBlockNumbersGivesADiscontinuousSample) {
   ASSERT_EQ(S_OK, Init(16, 10));
-  Connect();
+  ASSERT_NO_FATAL_FAILURE(Connect());
   ASSERT_EQ(S_OK, graph_.Run());
   std::vector<BYTE> a = Pattern(400, 7);
   ASSERT_EQ(S_OK, Push(a, 0, 3));
   ASSERT_EQ(S_OK, Push(a, 3000000, 6));
   ASSERT_EQ(S_OK, Push(a, 4000000, 7));
   ASSERT_TRUE(sink_->WaitForSamples(3, 10000));
-  Finish();
+  ASSERT_NO_FATAL_FAILURE(Finish());
   auto s = sink_->Samples();
   ASSERT_EQ(3u, s.size());
   EXPECT_EQ(0, s[0].start);
@@ -590,7 +590,7 @@ TEST_F(AudioGraphTest, ReceiveFailureLandsInTheStreamErrorAndFreesTheHost) {
   sink_->receiveResult = failure;
   sink_->failAfter = 0;
   ASSERT_EQ(S_OK, Init(16, 10));
-  Connect();
+  ASSERT_NO_FATAL_FAILURE(Connect());
   ASSERT_EQ(S_OK, graph_.Run());
   std::vector<BYTE> a = Pattern(400, 7);
   ASSERT_EQ(S_OK, Push(a, 0, 0));
@@ -606,7 +606,7 @@ TEST_F(AudioGraphTest, ReceiveFailureLandsInTheStreamErrorAndFreesTheHost) {
 TEST_F(AudioGraphTest, StopWhileThePinWaitsInGetDeliveryBuffer) {
   sink_->holdSamples = true;
   ASSERT_EQ(S_OK, Init(16, 10));
-  Connect();
+  ASSERT_NO_FATAL_FAILURE(Connect());
   ASSERT_EQ(S_OK, graph_.Run());
   std::vector<BYTE> a = Pattern(400, 7);
   ASSERT_EQ(S_OK, Push(a, 0, 0));
@@ -620,7 +620,7 @@ TEST_F(AudioGraphTest, StopWhileThePinWaitsInGetDeliveryBuffer) {
 
 TEST_F(AudioGraphTest, StopWhileThePinWaitsForABlock) {
   ASSERT_EQ(S_OK, Init(16, 10));
-  Connect();
+  ASSERT_NO_FATAL_FAILURE(Connect());
   ASSERT_EQ(S_OK, graph_.Run());
   ASSERT_TRUE(host_.WaitBufferReady(10000));
   ASSERT_EQ(S_OK, audio_->ReleaseFilterData());

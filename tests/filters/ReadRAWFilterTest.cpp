@@ -271,7 +271,7 @@ TEST_F(ReadRAWFilterTest, OddFrameRatesGiveDefinedDurations) {
     EXPECT_EQ(c.duration, pin_->m_rtFrameLength) << c.fps;
     EXPECT_EQ(static_cast<unsigned __int64>(c.duration), filter_->m_uFrameDuration) << c.fps;
     // Drop counting divides by the duration: it must stay defined.
-    CountFrames(2, 0, 1);
+    ASSERT_NO_FATAL_FAILURE(CountFrames(2, 0, 1));
     EXPECT_EQ(S_OK, movie_->AddFrame(frame_, 4, ~0ull));
   }
 }
@@ -291,7 +291,7 @@ TEST_F(ReadRAWFilterTest, HugeAndNegativeSizesAreClamped) {
 
 TEST_F(ReadRAWFilterTest, BreakFrameChangesNoCounter) {
   ASSERT_EQ(S_OK, Init(16, 16, 25.0));
-  CountFrames(2, 100, 400000);
+  ASSERT_NO_FATAL_FAILURE(CountFrames(2, 100, 400000));
   TraceRecorder::Clear();
   EXPECT_EQ(S_OK, movie_->AddFrame(nullptr, 0, 0));
   EXPECT_EQ(2u, pin_->m_cFramesTotal);
@@ -335,7 +335,7 @@ TEST_F(ReadRAWFilterTest, FirstFrameSetsTheFirstFrameTime) {
 
 TEST_F(ReadRAWFilterTest, OffsetAtHalfAFrameLateIsNoGap) {
   ASSERT_EQ(S_OK, Init(16, 16, 25.0));
-  CountFrames(3, 1000, 400000);
+  ASSERT_NO_FATAL_FAILURE(CountFrames(3, 1000, 400000));
   TraceRecorder::Clear();
   ASSERT_EQ(S_OK, movie_->AddFrame(frame_, 4, 1000 + 1400000));
   EXPECT_EQ(0u, pin_->m_cDrop);
@@ -347,7 +347,7 @@ TEST_F(ReadRAWFilterTest, OffsetAtHalfAFrameLateIsNoGap) {
 
 TEST_F(ReadRAWFilterTest, OneUnitLaterCountsTwoDroppedSlots) {
   ASSERT_EQ(S_OK, Init(16, 16, 25.0));
-  CountFrames(3, 1000, 400000);
+  ASSERT_NO_FATAL_FAILURE(CountFrames(3, 1000, 400000));
   TraceRecorder::Clear();
   ASSERT_EQ(S_OK, movie_->AddFrame(frame_, 4, 1000 + 1400001));
   EXPECT_EQ(2u, pin_->m_cDrop);
@@ -361,7 +361,7 @@ TEST_F(ReadRAWFilterTest, OneUnitLaterCountsTwoDroppedSlots) {
 
 TEST_F(ReadRAWFilterTest, BreakThenGapSkipsSlotsWithoutADrop) {
   ASSERT_EQ(S_OK, Init(16, 16, 25.0));
-  CountFrames(3, 1000, 400000);
+  ASSERT_NO_FATAL_FAILURE(CountFrames(3, 1000, 400000));
   ASSERT_EQ(S_OK, movie_->AddFrame(nullptr, 0, 0));
   TraceRecorder::Clear();
   ASSERT_EQ(S_OK, movie_->AddFrame(frame_, 4, 1000 + 1400001));

@@ -78,14 +78,14 @@ class ReadRAWGraphTest : public ::testing::Test {
     return v;
   }
   void CheckTwoFramesArriveByteForByte(UINT code, UINT width, int height, DWORD imageSize) {
-    Prepare(code, width, height);
+    ASSERT_NO_FATAL_FAILURE(Prepare(code, width, height));
     ASSERT_EQ(imageSize, pin_->m_pbmi->biSizeImage);
     ASSERT_EQ(S_OK, graph_.Run());
     std::vector<BYTE> a = Pattern(imageSize, 1), b = Pattern(imageSize, 100);
     ASSERT_EQ(S_OK, Push(a, 0, 0));
     ASSERT_EQ(S_OK, Push(b, kD, 1));
     ASSERT_TRUE(sink_->WaitForSamples(2, 10000));
-    Finish();
+    ASSERT_NO_FATAL_FAILURE(Finish());
     auto samples = sink_->Samples();
     ASSERT_EQ(2u, samples.size());
     EXPECT_EQ(a, samples[0].bytes);
@@ -119,16 +119,16 @@ TEST_F(ReadRAWGraphTest, GreyFramesArriveByteForByte) { CheckTwoFramesArriveByte
 TEST_F(ReadRAWGraphTest, Yuy2FramesArriveByteForByte) { CheckTwoFramesArriveByteForByte(3, 8, 4, 64); }
 
 TEST_F(ReadRAWGraphTest, Width641UsesItsStrideAndTheWholeImage) {
-  CheckTwoFramesArriveByteForByte(0, 641, 3, 5772);
+  ASSERT_NO_FATAL_FAILURE(CheckTwoFramesArriveByteForByte(0, 641, 3, 5772));
 }
 
 TEST_F(ReadRAWGraphTest, NegativeHeightReversesTheRows) {
-  Prepare(0, 641, -3);
+  ASSERT_NO_FATAL_FAILURE(Prepare(0, 641, -3));
   ASSERT_EQ(S_OK, graph_.Run());
   std::vector<BYTE> frame = Pattern(5772, 3);
   ASSERT_EQ(S_OK, Push(frame, 0, 0));
   ASSERT_TRUE(sink_->WaitForSamples(1, 10000));
-  Finish();
+  ASSERT_NO_FATAL_FAILURE(Finish());
   auto samples = sink_->Samples();
   ASSERT_EQ(1u, samples.size());
   ASSERT_EQ(5772u, samples[0].bytes.size());
@@ -139,7 +139,7 @@ TEST_F(ReadRAWGraphTest, NegativeHeightReversesTheRows) {
 }
 
 TEST_F(ReadRAWGraphTest, NegotiatedAllocatorHasOneBufferOfTheImageSize) {
-  Prepare(0, 641, -3);
+  ASSERT_NO_FATAL_FAILURE(Prepare(0, 641, -3));
   ALLOCATOR_PROPERTIES props = sink_->NotifiedProperties();
   EXPECT_EQ(1, props.cBuffers);
   EXPECT_EQ(5772, props.cbBuffer);
@@ -150,7 +150,7 @@ TEST_F(ReadRAWGraphTest, NegotiatedAllocatorHasOneBufferOfTheImageSize) {
 
 TEST_F(ReadRAWGraphTest, TheInputPinsAllocatorIsUsedWhenOffered) {
   sink_->offerAllocator = true;
-  Prepare(1, 16, 16);
+  ASSERT_NO_FATAL_FAILURE(Prepare(1, 16, 16));
   ASSERT_NE(nullptr, sink_->OwnAllocator());
   EXPECT_EQ(sink_->OwnAllocator(), pin_->Allocator());
   ALLOCATOR_PROPERTIES props = sink_->NotifiedProperties();
@@ -159,7 +159,7 @@ TEST_F(ReadRAWGraphTest, TheInputPinsAllocatorIsUsedWhenOffered) {
 }
 
 TEST_F(ReadRAWGraphTest, ConnectionTypeIsTheOfferedTypePaletteIncluded) {
-  Prepare(2, 10, -4);
+  ASSERT_NO_FATAL_FAILURE(Prepare(2, 10, -4));
   AM_MEDIA_TYPE mt = {};
   ASSERT_EQ(S_OK, sink_->InputPin()->ConnectionMediaType(&mt));
   CMediaType offered;
@@ -189,11 +189,11 @@ TEST_F(ReadRAWGraphTest, ConnectionTypeIsTheOfferedTypePaletteIncluded) {
   DeleteMediaType(pmt);
   config->Release();
   out->Release();
-  Finish();
+  ASSERT_NO_FATAL_FAILURE(Finish());
 }
 
 TEST_F(ReadRAWGraphTest, PinAnswersAsACapturePin) {
-  Prepare(0, 16, 16);
+  ASSERT_NO_FATAL_FAILURE(Prepare(0, 16, 16));
   IPin* out = tavtest::FirstPin(filter_);
   ASSERT_NE(nullptr, out);
   IKsPropertySet* props = nullptr;
@@ -214,13 +214,13 @@ TEST_F(ReadRAWGraphTest, PinAnswersAsACapturePin) {
 }
 
 TEST_F(ReadRAWGraphTest, DropByFrameNumberSkipsSlotsAndFlagsTheNextSample) {
-  Prepare(0, 4, 4);
+  ASSERT_NO_FATAL_FAILURE(Prepare(0, 4, 4));
   ASSERT_EQ(S_OK, graph_.Run());
   std::vector<BYTE> frame = Pattern(48, 9);
   const unsigned __int64 numbers[] = {0, 1, 2, 5, 6};
   for (unsigned __int64 n : numbers) ASSERT_EQ(S_OK, Push(frame, n * kD, n)) << n;
   ASSERT_TRUE(sink_->WaitForSamples(5, 10000));
-  Finish();
+  ASSERT_NO_FATAL_FAILURE(Finish());
   auto s = sink_->Samples();
   ASSERT_EQ(5u, s.size());
   const LONGLONG slots[] = {0, 1, 2, 5, 6};
@@ -235,7 +235,7 @@ TEST_F(ReadRAWGraphTest, DropByFrameNumberSkipsSlotsAndFlagsTheNextSample) {
 }
 
 TEST_F(ReadRAWGraphTest, DropByTimeCountsOneMoreThanTheSlotsSkipped) {
-  Prepare(0, 4, 4);
+  ASSERT_NO_FATAL_FAILURE(Prepare(0, 4, 4));
   ASSERT_EQ(S_OK, graph_.Run());
   std::vector<BYTE> frame = Pattern(48, 9);
   const unsigned __int64 none = ~0ull;  // the plain AddFrame
@@ -244,7 +244,7 @@ TEST_F(ReadRAWGraphTest, DropByTimeCountsOneMoreThanTheSlotsSkipped) {
   ASSERT_EQ(S_OK, Push(frame, 5000 + 2 * kD, none));
   ASSERT_EQ(S_OK, Push(frame, 5000 + 3 * kD + kD / 2 + 1, none));  // just over half a frame late
   ASSERT_TRUE(sink_->WaitForSamples(4, 10000));
-  Finish();
+  ASSERT_NO_FATAL_FAILURE(Finish());
   auto s = sink_->Samples();
   ASSERT_EQ(4u, s.size());
   EXPECT_EQ(2 * kD, s[2].start);
@@ -254,7 +254,7 @@ TEST_F(ReadRAWGraphTest, DropByTimeCountsOneMoreThanTheSlotsSkipped) {
 }
 
 TEST_F(ReadRAWGraphTest, BreakFrameHidesTheGapFromTheTimeLine) {
-  Prepare(0, 4, 4);
+  ASSERT_NO_FATAL_FAILURE(Prepare(0, 4, 4));
   ASSERT_EQ(S_OK, graph_.Run());
   std::vector<BYTE> frame = Pattern(48, 9);
   ASSERT_EQ(S_OK, Push(frame, 0, 0));
@@ -263,7 +263,7 @@ TEST_F(ReadRAWGraphTest, BreakFrameHidesTheGapFromTheTimeLine) {
   ASSERT_EQ(S_OK, Push(frame, 9 * kD, 9));
   ASSERT_EQ(S_OK, Push(frame, 10 * kD, 10));
   ASSERT_TRUE(sink_->WaitForSamples(4, 10000));
-  Finish();
+  ASSERT_NO_FATAL_FAILURE(Finish());
   auto s = sink_->Samples();
   ASSERT_EQ(4u, s.size());
   for (int i = 0; i < 4; ++i) {
@@ -278,7 +278,7 @@ TEST_F(ReadRAWGraphTest, ReceiveFailureLandsInTheStreamErrorAndFreesTheHost) {
   const HRESULT failure = static_cast<HRESULT>(0x80040227);
   sink_->receiveResult = failure;
   sink_->failAfter = 1;
-  Prepare(0, 4, 4);
+  ASSERT_NO_FATAL_FAILURE(Prepare(0, 4, 4));
   ASSERT_EQ(S_OK, graph_.Run());
   std::vector<BYTE> frame = Pattern(48, 9);
   ASSERT_EQ(S_OK, Push(frame, 0, 0));
@@ -298,7 +298,7 @@ TEST_F(ReadRAWGraphTest, ReceiveFailureLandsInTheStreamErrorAndFreesTheHost) {
 }
 
 TEST_F(ReadRAWGraphTest, StopWhileThePinWaitsForAFrame) {
-  Prepare(0, 4, 4);
+  ASSERT_NO_FATAL_FAILURE(Prepare(0, 4, 4));
   ASSERT_EQ(S_OK, graph_.Run());
   std::vector<BYTE> frame = Pattern(48, 9);
   ASSERT_EQ(S_OK, Push(frame, 0, 0));
@@ -318,7 +318,7 @@ TEST_F(ReadRAWGraphTest, StopWhileThePinWaitsForAFrame) {
 
 TEST_F(ReadRAWGraphTest, StopWhileThePinWaitsInGetDeliveryBuffer) {
   sink_->holdSamples = true;  // the one buffer stays downstream
-  Prepare(0, 4, 4);
+  ASSERT_NO_FATAL_FAILURE(Prepare(0, 4, 4));
   ASSERT_EQ(S_OK, graph_.Run());
   std::vector<BYTE> frame = Pattern(48, 9);
   ASSERT_EQ(S_OK, Push(frame, 0, 0));
@@ -332,13 +332,13 @@ TEST_F(ReadRAWGraphTest, StopWhileThePinWaitsInGetDeliveryBuffer) {
 }
 
 TEST_F(ReadRAWGraphTest, RunAgainAfterStopStartsFromSlotZero) {
-  Prepare(0, 4, 4);
+  ASSERT_NO_FATAL_FAILURE(Prepare(0, 4, 4));
   std::vector<BYTE> frame = Pattern(48, 9);
   ASSERT_EQ(S_OK, graph_.Run());
   ASSERT_EQ(S_OK, Push(frame, 0, 0));
   ASSERT_EQ(S_OK, Push(frame, kD, 1));
   ASSERT_TRUE(sink_->WaitForSamples(2, 10000));
-  Finish();
+  ASSERT_NO_FATAL_FAILURE(Finish());
   ASSERT_EQ(S_OK, movie_->InitParam2(4, 4, 25.0, 0, 1));  // a new movie
   ASSERT_EQ(S_OK, graph_.Run());
   ASSERT_EQ(S_OK, Push(frame, 77, 0));

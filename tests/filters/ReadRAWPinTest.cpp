@@ -81,7 +81,7 @@ TEST_F(ReadRAWPinTest, OfferedTypeFieldByFieldForEveryCode) {
   };
   for (const TypeCase& c : cases) {
     SCOPED_TRACE(c.code);
-    Setup(c.code, 641, -3, 25.0);
+    ASSERT_NO_FATAL_FAILURE(Setup(c.code, 641, -3, 25.0));
     CMediaType mt;
     ASSERT_EQ(S_OK, pin_->GetMediaType(0, &mt));
     EXPECT_EQ(MEDIATYPE_Video, mt.majortype);
@@ -120,7 +120,7 @@ TEST_F(ReadRAWPinTest, OfferedTypeFieldByFieldForEveryCode) {
 }
 
 TEST_F(ReadRAWPinTest, Width641At24BitsHasA1924ByteStride) {
-  Setup(0, 641, 2);
+  ASSERT_NO_FATAL_FAILURE(Setup(0, 641, 2));
   EXPECT_EQ(1924u * 2u, pin_->m_pbmi->biSizeImage);
   CMediaType mt;
   ASSERT_EQ(S_OK, pin_->GetMediaType(0, &mt));
@@ -128,7 +128,7 @@ TEST_F(ReadRAWPinTest, Width641At24BitsHasA1924ByteStride) {
 }
 
 TEST_F(ReadRAWPinTest, Code1242GivesAnEightBitTypeButATwentyFourBitFrame) {
-  Setup(1242, 10, 10);
+  ASSERT_NO_FATAL_FAILURE(Setup(1242, 10, 10));
   EXPECT_EQ(24, pin_->m_pbmi->biBitCount);
   EXPECT_EQ(320u, pin_->m_pbmi->biSizeImage);  // 30 bytes a row, padded to 32
   CMediaType mt;
@@ -142,7 +142,7 @@ TEST_F(ReadRAWPinTest, Code1242GivesAnEightBitTypeButATwentyFourBitFrame) {
 }
 
 TEST_F(ReadRAWPinTest, UnknownCodeLeavesTheBitCountZero) {
-  Setup(7, 10, 10);
+  ASSERT_NO_FATAL_FAILURE(Setup(7, 10, 10));
   CMediaType mt;
   ASSERT_EQ(S_OK, pin_->GetMediaType(0, &mt));
   const auto* vi = reinterpret_cast<const VIDEOINFO*>(mt.pbFormat);
@@ -158,7 +158,7 @@ TEST_F(ReadRAWPinTest, OnlyPositionZeroIsOffered) {
 }
 
 TEST_F(ReadRAWPinTest, CheckMediaTypeTakesVideoWithANullOrTheSameSubtype) {
-  Setup(0, 16, 16);
+  ASSERT_NO_FATAL_FAILURE(Setup(0, 16, 16));
   CMediaType mt(&MEDIATYPE_Video);
   EXPECT_EQ(S_OK, pin_->CheckMediaType(&mt));  // subtype GUID_NULL, no format
   mt.SetSubtype(&MEDIASUBTYPE_RGB24);
@@ -172,7 +172,7 @@ TEST_F(ReadRAWPinTest, CheckMediaTypeTakesVideoWithANullOrTheSameSubtype) {
 }
 
 TEST_F(ReadRAWPinTest, StreamCapsForIndexZeroOneAndTwo) {
-  Setup(0, 320, -240, 25.0);
+  ASSERT_NO_FATAL_FAILURE(Setup(0, 320, -240, 25.0));
   IAMStreamConfig* config = nullptr;
   ASSERT_EQ(S_OK, pin_->QueryInterface(IID_IAMStreamConfig, reinterpret_cast<void**>(&config)));
   int count = 0, size = 0;
@@ -214,7 +214,7 @@ TEST_F(ReadRAWPinTest, StreamCapsForIndexZeroOneAndTwo) {
 }
 
 TEST_F(ReadRAWPinTest, SetFormatAndGetFormat) {
-  Setup(1, 16, 16);
+  ASSERT_NO_FATAL_FAILURE(Setup(1, 16, 16));
   IAMStreamConfig* config = pin_;
   EXPECT_EQ(E_POINTER, config->SetFormat(nullptr));
   EXPECT_EQ(E_POINTER, config->GetFormat(nullptr));
@@ -269,7 +269,7 @@ TEST_F(ReadRAWPinTest, QualityNotifyFails) {
 }
 
 TEST_F(ReadRAWPinTest, DecideBufferSizeAsksForOneBufferOfTheImageSize) {
-  Setup(0, 641, 3);
+  ASSERT_NO_FATAL_FAILURE(Setup(0, 641, 3));
   AM_MEDIA_TYPE* pmt = nullptr;
   pin_->GetFormat(&pmt);
   ASSERT_EQ(S_OK, pin_->SetFormat(pmt));  // becomes the (connection) type
@@ -315,7 +315,7 @@ TEST_F(ReadRAWPinTest, NullSampleFreesBothHostWaits) {
 }
 
 TEST_F(ReadRAWPinTest, StopWhileWaitingForAFrameLeavesTheSampleUntouched) {
-  Setup(0, 4, 4);
+  ASSERT_NO_FATAL_FAILURE(Setup(0, 4, 4));
   FakeMediaSample sample(48);
   HRESULT result = E_FAIL;
   TraceRecorder::Clear();
@@ -345,7 +345,7 @@ TEST_F(ReadRAWPinTest, StopWhileWaitingForAFrameLeavesTheSampleUntouched) {
 }
 
 TEST_F(ReadRAWPinTest, FillBufferCopiesAndStampsOneFrame) {
-  Setup(0, 4, 2, 25.0);  // 12-byte rows, 24 bytes
+  ASSERT_NO_FATAL_FAILURE(Setup(0, 4, 2, 25.0));  // 12-byte rows, 24 bytes
   std::vector<BYTE> frame(24);
   for (int i = 0; i < 24; ++i) frame[i] = static_cast<BYTE>(i + 1);
   ASSERT_EQ(S_OK, movie_->AddFrame(frame.data(), 24, 1000));
@@ -372,7 +372,7 @@ TEST_F(ReadRAWPinTest, FillBufferCopiesAndStampsOneFrame) {
 }
 
 TEST_F(ReadRAWPinTest, SampleAfterTwoDropsGetsSlotSevenThenEight) {
-  Setup(0, 4, 1, 25.0);
+  ASSERT_NO_FATAL_FAILURE(Setup(0, 4, 1, 25.0));
   std::vector<BYTE> frame(12, 0x11);
   pin_->m_iSampleNumber = 5;
   pin_->m_cDrop = 2;
@@ -395,7 +395,7 @@ TEST_F(ReadRAWPinTest, SampleAfterTwoDropsGetsSlotSevenThenEight) {
 }
 
 TEST_F(ReadRAWPinTest, BottomUpCopyUsesThe1924ByteStride) {
-  Setup(0, 641, -3);
+  ASSERT_NO_FATAL_FAILURE(Setup(0, 641, -3));
   ASSERT_EQ(5772u, pin_->m_pbmi->biSizeImage);
   std::vector<BYTE> frame(5772);
   for (size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<BYTE>((i / 1924) * 50 + i % 7);
@@ -410,7 +410,7 @@ TEST_F(ReadRAWPinTest, BottomUpCopyUsesThe1924ByteStride) {
 }
 
 TEST_F(ReadRAWPinTest, ShortHostBufferIsReadOnlyToItsEndAndTheRestIsZero) {
-  Setup(0, 4, 3);  // 12-byte rows, 36 bytes
+  ASSERT_NO_FATAL_FAILURE(Setup(0, 4, 3));  // 12-byte rows, 36 bytes
   std::vector<BYTE> frame(20, 0x77);
   ASSERT_EQ(S_OK, movie_->AddFrame(frame.data(), 20, 0));
   FakeMediaSample straight(36);
@@ -428,7 +428,7 @@ TEST_F(ReadRAWPinTest, ShortHostBufferIsReadOnlyToItsEndAndTheRestIsZero) {
 }
 
 TEST_F(ReadRAWPinTest, LargerHostSizeCopiesExactlyTheImage) {
-  Setup(0, 4, 2);
+  ASSERT_NO_FATAL_FAILURE(Setup(0, 4, 2));
   std::vector<BYTE> frame(100, 0x42);
   ASSERT_EQ(S_OK, movie_->AddFrame(frame.data(), 100, 0));
   FakeMediaSample sample(40, 0xCD);  // a buffer larger than the image
@@ -438,7 +438,7 @@ TEST_F(ReadRAWPinTest, LargerHostSizeCopiesExactlyTheImage) {
 }
 
 TEST_F(ReadRAWPinTest, FailedGetPointerStillStampsAndFreesTheHost) {
-  Setup(0, 4, 2);
+  ASSERT_NO_FATAL_FAILURE(Setup(0, 4, 2));
   std::vector<BYTE> frame(24, 1);
   ASSERT_EQ(S_OK, movie_->AddFrame(frame.data(), 24, 0));
   FakeMediaSample sample(24, 0xCD);

@@ -321,7 +321,7 @@ TEST_F(FrameworkTest, InputPinRequirementsReachTheAllocator) {
 
 TEST_F(FrameworkTest, RunDeliversSamplesUntilEndOfStream) {
   source_->Stream()->endAfter = 4;
-  ConnectInGraph();
+  ASSERT_NO_FATAL_FAILURE(ConnectInGraph());
   ASSERT_EQ(S_OK, graph_.Run());
   ASSERT_TRUE(sink_->WaitForEndOfStream(10000));
   auto samples = sink_->Samples();
@@ -340,7 +340,7 @@ TEST_F(FrameworkTest, DeliverFailureLeavesItsResultAndCallsFillBufferWithNoSampl
   const HRESULT failure = static_cast<HRESULT>(0x80040227);  // VFW_E_WRONG_STATE
   sink_->receiveResult = failure;
   sink_->failAfter = 2;
-  ConnectInGraph();
+  ASSERT_NO_FATAL_FAILURE(ConnectInGraph());
   ASSERT_EQ(S_OK, graph_.Run());
   for (int i = 0; i < 2000 && source_->Stream()->nullCalls == 0; ++i) Sleep(1);
   Sleep(20);  // nothing more may come
@@ -358,7 +358,7 @@ TEST_F(FrameworkTest, DeliverFailureLeavesItsResultAndCallsFillBufferWithNoSampl
 TEST_F(FrameworkTest, FillBufferFailureAbortsTheStream) {
   source_->Stream()->failAt = 2;
   source_->Stream()->failResult = E_UNEXPECTED;
-  ConnectInGraph();
+  ASSERT_NO_FATAL_FAILURE(ConnectInGraph());
   IMediaEvent* pEvent = nullptr;
   ASSERT_EQ(S_OK, graph_.graph()->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(&pEvent)));
   ASSERT_EQ(S_OK, graph_.Run());
@@ -381,7 +381,7 @@ TEST_F(FrameworkTest, FillBufferFailureAbortsTheStream) {
 
 TEST_F(FrameworkTest, StopWhileWaitingInGetDeliveryBufferEndsTheLoop) {
   sink_->holdSamples = true;  // the one buffer never comes back
-  ConnectInGraph();
+  ASSERT_NO_FATAL_FAILURE(ConnectInGraph());
   ASSERT_EQ(S_OK, graph_.Run());
   ASSERT_TRUE(sink_->WaitForSamples(1, 10000));
   Sleep(50);
@@ -415,7 +415,7 @@ TEST_F(FrameworkTest, EveryObjectIsFreedAfterAGraphRun) {
   const LONG sourcesBefore = CTestSource::Destroyed();
   const LONG sinksBefore = CTestSinkFilter::Destroyed();
   source_->Stream()->endAfter = 3;
-  ConnectInGraph();
+  ASSERT_NO_FATAL_FAILURE(ConnectInGraph());
   ASSERT_EQ(S_OK, graph_.Run());
   ASSERT_TRUE(sink_->WaitForEndOfStream(10000));
   ASSERT_EQ(S_OK, graph_.Stop());

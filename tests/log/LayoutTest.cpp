@@ -60,7 +60,7 @@ bool LineIdFitsThread(uint64_t lineId, DWORD threadId, __time64_t before, __time
 const std::wregex kTimeShape(LR"(\d{2}\.\d{2}\.\d{4} \d{2}:\d{2}:\d{2}\.\d{1,3})");
 
 TEST_F(Layout, Kind1IsSeverityCodeMessage) {
-  Attach(1);
+  ASSERT_NO_FATAL_FAILURE(Attach(1));
   ASSERT_EQ(TavLogWrite(kEngine, 4, -7, "Host::Mark", L"hello"), S_OK);
   EXPECT_EQ(OnlyLine(), L"ERROR: -7; hello");
   EXPECT_EQ(lines.Lines()[0].length, 16);
@@ -68,19 +68,19 @@ TEST_F(Layout, Kind1IsSeverityCodeMessage) {
 }
 
 TEST_F(Layout, Kind2NamesSeverityCodeAndMessage) {
-  Attach(2);
+  ASSERT_NO_FATAL_FAILURE(Attach(2));
   ASSERT_EQ(TavLogWrite(kEngine, 2, 0, "Host::Mark", L"hello"), S_OK);
   EXPECT_EQ(OnlyLine(), L"SV=NOTICE; CD=0; MSG=hello");
 }
 
 TEST_F(Layout, Kind3AddsFileFunctionAndLine) {
-  Attach(3);
+  ASSERT_NO_FATAL_FAILURE(Attach(3));
   ASSERT_EQ(TavLogWrite(kEngine, 3, 42, "Host::Mark", L"hello"), S_OK);
   EXPECT_EQ(OnlyLine(), L"F=.\\Host,Host::Mark,0; SV=WARNING; CD=42; MSG=hello");
 }
 
 TEST_F(Layout, Kind4AddsLineIdMessageLengthProcessThreadAndTime) {
-  Attach(4);
+  ASSERT_NO_FATAL_FAILURE(Attach(4));
   const __time64_t before = _time64(nullptr);
   ASSERT_EQ(TavLogWrite(kEngine, 1, 0, "Host::Mark", L"hello"), S_OK);
   const __time64_t after = _time64(nullptr);
@@ -96,7 +96,7 @@ TEST_F(Layout, Kind4AddsLineIdMessageLengthProcessThreadAndTime) {
 }
 
 TEST_F(Layout, Kind5AddsNestingLevelAndModuleNames) {
-  Attach(5);
+  ASSERT_NO_FATAL_FAILURE(Attach(5));
   const __time64_t before = _time64(nullptr);
   ASSERT_EQ(TavLogWrite(kEngine, 5, -2147467259, "Host::Mark", L"h\u00e9llo w\u00f6rld"), S_OK);
   const __time64_t after = _time64(nullptr);
@@ -113,7 +113,7 @@ TEST_F(Layout, Kind5AddsNestingLevelAndModuleNames) {
 }
 
 TEST_F(Layout, LineIdIsThreadShifted44PlusLow18BitsOfTheFirstLinesTime) {
-  Attach(4);
+  ASSERT_NO_FATAL_FAILURE(Attach(4));
   const __time64_t before = _time64(nullptr);
   TavLogWrite(kEngine, 1, 0, "A", L"one");
   TavLogWrite(kEngine, 1, 0, "A", L"two");
@@ -135,7 +135,7 @@ TEST_F(Layout, LineIdIsThreadShifted44PlusLow18BitsOfTheFirstLinesTime) {
 }
 
 TEST_F(Layout, FirstLineOfAThreadHasNL0AndLaterLinesNLMinus1) {
-  Attach(5);
+  ASSERT_NO_FATAL_FAILURE(Attach(5));
   auto nestingLevels = [&](size_t from) {
     std::vector<std::wstring> levels;
     auto texts = lines.Texts();
@@ -160,7 +160,7 @@ TEST_F(Layout, FirstLineOfAThreadHasNL0AndLaterLinesNLMinus1) {
 }
 
 TEST_F(Layout, AnUnknownKindCallsTheSinkWithLength0) {
-  Attach(6);
+  ASSERT_NO_FATAL_FAILURE(Attach(6));
   ASSERT_EQ(TavLogWrite(kEngine, 1, 0, "A", L"text"), S_OK);
   auto got = lines.Lines();
   ASSERT_EQ(got.size(), 1u);
@@ -169,7 +169,7 @@ TEST_F(Layout, AnUnknownKindCallsTheSinkWithLength0) {
 }
 
 TEST_F(Layout, Severity6PrintsMandatoryAnd7OrMorePrintsBadSeverity) {
-  Attach(1);
+  ASSERT_NO_FATAL_FAILURE(Attach(1));
   for (unsigned int severity : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 1000u})
     TavLogWrite(kEngine, severity, 0, "A", L"m");
   EXPECT_EQ(lines.Texts(), (std::vector<std::wstring>{L"DEBUG: 0; m", L"TRACE: 0; m", L"NOTICE: 0; m",
@@ -179,7 +179,7 @@ TEST_F(Layout, Severity6PrintsMandatoryAnd7OrMorePrintsBadSeverity) {
 }
 
 TEST_F(Layout, AFilePathIsShortenedToItsLastTwoComponents) {
-  Attach(3);
+  ASSERT_NO_FATAL_FAILURE(Attach(3));
   ASSERT_EQ(TavLogListen(kEngine, TavLogModuleKey()), S_OK);
   const int line1 = __LINE__ + 1;
   TAV_LOG(L"C:\\a\\b\\c", "CAviWriter::StopRecord", LOG_SEV_TRACE, 0, L"one");
@@ -192,7 +192,7 @@ TEST_F(Layout, AFilePathIsShortenedToItsLastTwoComponents) {
 }
 
 TEST_F(Layout, AMessageLongerThan511CharactersIsCutTo511) {
-  Attach(4);
+  ASSERT_NO_FATAL_FAILURE(Attach(4));
   ASSERT_EQ(TavLogListen(kEngine, TavLogModuleKey()), S_OK);
   const std::wstring longText(600, L'q');
   TAV_LOG(L".\\TavMovieMaker", "TavMovieMakerInit", LOG_SEV_ERROR, 0, L"%s!", longText.c_str());
@@ -202,7 +202,7 @@ TEST_F(Layout, AMessageLongerThan511CharactersIsCutTo511) {
 }
 
 TEST_F(Layout, TraceCallFormatsItsMessageWithTheRuntimesConventions) {
-  Attach(2);
+  ASSERT_NO_FATAL_FAILURE(Attach(2));
   ASSERT_EQ(TavLogListen(kEngine, TavLogModuleKey()), S_OK);
   TAV_LOG(L".\\TavMovieMaker", "TavMovieMakerInit", LOG_SEV_ERROR, 0x80004005, L"%s=%hs %d 0x%08X", L"w", "n", 7,
           0x1Au);
@@ -210,7 +210,7 @@ TEST_F(Layout, TraceCallFormatsItsMessageWithTheRuntimesConventions) {
 }
 
 TEST_F(Layout, MissingTextsBecomeUndefined) {
-  Attach(5);
+  ASSERT_NO_FATAL_FAILURE(Attach(5));
   LogRecord record;
   ResetLogRecord(&record);  // no texts at all: severity 5, code -1
   EXPECT_EQ(tavlog::Write(kEngine, &record), 0);
@@ -224,7 +224,7 @@ TEST_F(Layout, MissingTextsBecomeUndefined) {
 }
 
 TEST_F(Layout, HostWriteTakesANullFunctionAndMessageAsUndefined) {
-  Attach(3);
+  ASSERT_NO_FATAL_FAILURE(Attach(3));
   ASSERT_EQ(TavLogWrite(kEngine, 1, 0, nullptr, nullptr), S_OK);
   EXPECT_EQ(OnlyLine(), L"F=.\\Host,undefined,0; SV=TRACE; CD=0; MSG=undefined");
 }

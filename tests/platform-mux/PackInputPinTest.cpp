@@ -38,17 +38,16 @@ protected:
         sink_->Release();
         CoUninitialize();
     }
+    // Both stop the test when they fail: call them through ASSERT_NO_FATAL_FAILURE.
     void Connect() {
         CMediaType mt = StreamType();
         ASSERT_EQ(source_->OutputPin()->Connect(sink_->InputPin(), &mt), S_OK);
         ASSERT_EQ(mem_->GetAllocator(&allocator_), S_OK);
     }
-    IMediaSample* Sample() {
-        if (!sample_) {
-            allocator_->Commit();
-            EXPECT_EQ(allocator_->GetBuffer(&sample_, nullptr, nullptr, 0), S_OK);
-        }
-        return sample_;
+    // sample_: one buffer of the sink's allocator.
+    void GetSample() {
+        ASSERT_EQ(allocator_->Commit(), S_OK);
+        ASSERT_EQ(allocator_->GetBuffer(&sample_, nullptr, nullptr, 0), S_OK);
     }
 
     TestStreamSink* sink_ = nullptr;
@@ -62,7 +61,8 @@ TEST_F(PackInputPinTest, UnconnectedPinRefusesSamples) {
     ASSERT_EQ(mem_->GetAllocator(&allocator_), S_OK);
     ALLOCATOR_PROPERTIES want = {1, 16, 1, 0}, got;
     ASSERT_EQ(allocator_->SetProperties(&want, &got), S_OK);
-    EXPECT_EQ(mem_->Receive(Sample()), VFW_E_NOT_CONNECTED);
+    ASSERT_NO_FATAL_FAILURE(GetSample());
+    EXPECT_EQ(mem_->Receive(sample_), VFW_E_NOT_CONNECTED);
 }
 
 TEST_F(PackInputPinTest, GetAllocatorKeepsOneAllocatorAndNotifyReplacesIt) {
@@ -86,42 +86,44 @@ TEST_F(PackInputPinTest, GetAllocatorKeepsOneAllocatorAndNotifyReplacesIt) {
 }
 
 TEST_F(PackInputPinTest, ReceiveFollowsTheStreamingState) {
-    Connect();
-    EXPECT_EQ(mem_->Receive(Sample()), VFW_E_WRONG_STATE);  // stopped
+    ASSERT_NO_FATAL_FAILURE(Connect());
+    ASSERT_NO_FATAL_FAILURE(GetSample());
+    EXPECT_EQ(mem_->Receive(sample_), VFW_E_WRONG_STATE);  // stopped
     ASSERT_EQ(sink_->Pause(), S_OK);
-    EXPECT_EQ(mem_->Receive(Sample()), S_OK);
+    EXPECT_EQ(mem_->Receive(sample_), S_OK);
     EXPECT_EQ(sink_->InputPin()->BeginFlush(), S_OK);
-    EXPECT_EQ(mem_->Receive(Sample()), S_FALSE);
+    EXPECT_EQ(mem_->Receive(sample_), S_FALSE);
     EXPECT_EQ(sink_->InputPin()->EndFlush(), S_OK);
-    EXPECT_EQ(mem_->Receive(Sample()), S_OK);
+    EXPECT_EQ(mem_->Receive(sample_), S_OK);
     EXPECT_EQ(sink_->InputPin()->EndOfStream(), S_OK);
-    EXPECT_EQ(mem_->Receive(Sample()), VFW_E_SAMPLE_REJECTED_EOS);
+    EXPECT_EQ(mem_->Receive(sample_), VFW_E_SAMPLE_REJECTED_EOS);
     EXPECT_EQ(sink_->m_nEndOfStreams, 1);
     EXPECT_EQ(sink_->InputPin()->EndOfStream(), VFW_E_SAMPLE_REJECTED_EOS);
     // A flush ends the end of stream.
     sink_->InputPin()->BeginFlush();
     sink_->InputPin()->EndFlush();
-    EXPECT_EQ(mem_->Receive(Sample()), S_OK);
+    EXPECT_EQ(mem_->Receive(sample_), S_OK);
     ASSERT_EQ(sink_->Stop(), S_OK);
-    EXPECT_EQ(mem_->Receive(Sample()), VFW_E_WRONG_STATE);
+    EXPECT_EQ(mem_->Receive(sample_), VFW_E_WRONG_STATE);
 }
 
 TEST_F(PackInputPinTest, RuntimeErrorHoldsUntilTheNextStart) {
-    Connect();
+    ASSERT_NO_FATAL_FAILURE(Connect());
     ASSERT_EQ(sink_->Pause(), S_OK);
-    IMediaSample* sample = Sample();
+    ASSERT_NO_FATAL_FAILURE(GetSample());
     static_cast<CPackInputPin*>(static_cast<CBasePin*>(sink_->GetPin(0)))->SetRuntimeError(E_ACCESSDENIED);
-    EXPECT_EQ(mem_->Receive(sample), E_ACCESSDENIED);
+    EXPECT_EQ(mem_->Receive(sample_), E_ACCESSDENIED);
     EXPECT_EQ(sink_->InputPin()->EndOfStream(), E_ACCESSDENIED);
     ASSERT_EQ(sink_->Stop(), S_OK);
     ASSERT_EQ(sink_->Pause(), S_OK);
-    EXPECT_EQ(mem_->Receive(sample), S_OK);
+    EXPECT_EQ(mem_->Receive(sample_), S_OK);
 }
 
 TEST_F(PackInputPinTest, ReceiveMultipleStopsAtTheFirstRefusal) {
-    Connect();
+    ASSERT_NO_FATAL_FAILURE(Connect());
     ASSERT_EQ(sink_->Pause(), S_OK);
-    IMediaSample* samples[3] = {Sample(), Sample(), Sample()};
+    ASSERT_NO_FATAL_FAILURE(GetSample());
+    IMediaSample* samples[3] = {sample_, sample_, sample_};
     long done = -1;
     EXPECT_EQ(mem_->ReceiveMultiple(samples, 3, &done), S_OK);
     EXPECT_EQ(done, 3);

@@ -143,9 +143,9 @@ TEST_F(PackRecordingTest, TheRegisteredMuxIsThePacksOne) {
 
 TEST_F(PackRecordingTest, AudioAndVideoThroughTheFileWriter) {
     std::wstring file = dir_ + L"av.avi";
-    Build(file, true, 641, 11, 24);
+    ASSERT_NO_FATAL_FAILURE(Build(file, true, 641, 11, 24));
     std::vector<std::uint8_t> audio, video;
-    Record(12, &audio, &video);
+    ASSERT_NO_FATAL_FAILURE(Record(12, &audio, &video));
     EXPECT_EQ(Ffprobe("-show_entries stream=index,codec_name,width,height,r_frame_rate,nb_frames -of csv=p=0", file),
               "0,pcm_s16le,0/0,17640\n1,rawvideo,641,11,10000000/333333,12\n");
     EXPECT_EQ(StreamBytes(file, "a:0"), audio);
@@ -154,14 +154,14 @@ TEST_F(PackRecordingTest, AudioAndVideoThroughTheFileWriter) {
 
 TEST_F(PackRecordingTest, TheSameGraphRecordsASecondFile) {
     std::wstring first = dir_ + L"first.avi", second = dir_ + L"second.avi";
-    Build(first, false, 32, 32, 32);
+    ASSERT_NO_FATAL_FAILURE(Build(first, false, 32, 32, 32));
     std::vector<std::uint8_t> audio, video1, video2;
-    Record(3, &audio, &video1);
+    ASSERT_NO_FATAL_FAILURE(Record(3, &audio, &video1));
     IFileSinkFilter* sink = nullptr;
     ASSERT_EQ(writer_->QueryInterface(IID_IFileSinkFilter, reinterpret_cast<void**>(&sink)), S_OK);
     ASSERT_EQ(sink->SetFileName(second.c_str(), nullptr), S_OK);
     sink->Release();
-    Record(5, &audio, &video2);
+    ASSERT_NO_FATAL_FAILURE(Record(5, &audio, &video2));
     EXPECT_EQ(StreamBytes(first, "v:0"), video1);
     EXPECT_EQ(StreamBytes(second, "v:0"), video2);
     EXPECT_EQ(Ffprobe("-show_entries stream=nb_frames -of csv=p=0", second), "5\n");

@@ -64,7 +64,7 @@ TEST_F(TavCam, RecordsThreeSecondsWithAudioAndLeavesDroppedFramesEmpty) {
   }
   ASSERT_TRUE(app.Click(CTL_DROP_FRAMES));
   ASSERT_EQ(SendMessageW(app.Control(CTL_DROP_FRAMES), BM_GETCHECK, 0, 0), BST_CHECKED);
-  RecordFor(3.0, 1);
+  ASSERT_NO_FATAL_FAILURE(RecordFor(3.0, 1));
   EXPECT_FALSE(Enabled(app, CTL_RECORD));
   EXPECT_FALSE(Enabled(app, CTL_VIDEO_COMPRESSOR));
   if (!shots.empty()) {
@@ -128,7 +128,7 @@ TEST_F(TavCam, RecordsEachPixelFormatAtACustomSizeAndRate) {
   for (int format = 0; format < 4; ++format) {
     SCOPED_TRACE(ffmpegFormats[format]);
     ASSERT_TRUE(app.Choose(CTL_PIXEL_FORMAT, format));
-    RecordFor(0.0, 3);
+    ASSERT_NO_FATAL_FAILURE(RecordFor(0.0, 3));
     ASSERT_TRUE(app.Click(CTL_STOP));
     TavCamStatus status;
     ASSERT_TRUE(WaitUntil([&] { return (status = app.Status()).state == L"Ready"; }, kDeadlineMs));
@@ -146,7 +146,7 @@ TEST_F(TavCam, RecordsEachPixelFormatAtACustomSizeAndRate) {
 TEST_F(TavCam, PauseSendsABreakFrameSoTheMovieGoesOnWithoutAGap) {
   ASSERT_TRUE(app.Launch(movie));
   ASSERT_TRUE(app.Choose(CTL_SIZE, 0));
-  RecordFor(0.0, 10);
+  ASSERT_NO_FATAL_FAILURE(RecordFor(0.0, 10));
   ASSERT_TRUE(app.Click(CTL_PAUSE));
   TavCamStatus paused;
   ASSERT_TRUE(WaitUntil([&] { return (paused = app.Status()).state == L"Paused"; }, kDeadlineMs));
@@ -179,7 +179,7 @@ TEST_F(TavCam, PauseSendsABreakFrameSoTheMovieGoesOnWithoutAGap) {
 TEST_F(TavCam, ClosingWhileRecordingLeavesACompleteMovie) {
   ASSERT_TRUE(app.Launch(movie));
   ASSERT_TRUE(app.Choose(CTL_SIZE, 0));
-  RecordFor(0.0, 10);
+  ASSERT_NO_FATAL_FAILURE(RecordFor(0.0, 10));
   EXPECT_EQ(app.Close(kDeadlineMs), 0);
   auto video = ProbeStream(movie, "v:0");
   EXPECT_EQ(video["codec_type"], "video") << video["error"];
