@@ -60,7 +60,10 @@ mkdir -p "$(dirname "$prefix")"
   register=$(dirname "$0")/../wine/register-pack.sh
   if [ "${TAV_NO_PACK:-0}" != 1 ] && [ -f "$pack" ] && [ -f "$register" ] &&
      { [ "$pack" -nt "$prefix/.tav-pack" ] || [ "$register" -nt "$prefix/.tav-pack" ]; }; then
-    quiet bash "$register" "$pack"
+    if ! quiet bash "$register" "$pack"; then
+      echo "wine-run.sh: registering $pack into $prefix failed" >&2
+      exit 1
+    fi
     touch "$prefix/.tav-pack"
   fi
 ) 9>"$prefix.lock"
