@@ -64,11 +64,13 @@ wchar_t* CopyLogMessage(const wchar_t* text) {
 
 void FreeRecordTexts(char** timeText, wchar_t** message) {
   if (timeText != nullptr) {
-    if (*timeText != kTimeTextError) delete[] *timeText;
+    char* text = *timeText;
+    if (text != kTimeTextError) delete[] text;
     *timeText = nullptr;
   }
   if (message != nullptr) {
-    if (*message != kMessageError) delete[] *message;
+    wchar_t* text = *message;
+    if (text != kMessageError) delete[] text;
     *message = nullptr;
   }
 }
