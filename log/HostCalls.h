@@ -5,13 +5,13 @@
 
 #include <windows.h>
 
-#include "TavMovieMaker.h"
+#include "log/CallbackSink.h"
 
 namespace tavlog {
 
 // E_INVALIDARG for a null function, a null path or an engine that does not
 // exist; E_OUTOFMEMORY when the sink cannot be made; else AttachSink's result.
-HRESULT AttachCallbackSink(int engineId, unsigned int layoutKind, unsigned int minSeverity, TavLogLineFn fn,
+HRESULT AttachCallbackSink(int engineId, unsigned int layoutKind, unsigned int minSeverity, LogLineFn fn,
                            void* context, int* sinkIndex);
 HRESULT AttachFileSink(int engineId, unsigned int layoutKind, unsigned int minSeverity, const wchar_t* path,
                        int* sinkIndex);
