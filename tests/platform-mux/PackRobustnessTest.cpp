@@ -111,8 +111,10 @@ TEST(AviMuxBarrier, AThrowWhileTheRecordingStartsIsTheStartsFailureAndTheNextSta
     {
         const std::wstring file = tavtest::MakeTempDir() + L"start.avi";
         MuxGraph g;
-        TestPushSource* v = g.AddSource(VideoType(8, 8, 24, BI_RGB, 400000), 192, L"v");
-        g.AddSink(file);
+        ASSERT_NO_FATAL_FAILURE(g.Build());
+        TestPushSource* v = nullptr;
+        ASSERT_NO_FATAL_FAILURE(g.AddSource(VideoType(8, 8, 24, BI_RGB, 400000), 192, L"v", &v));
+        ASSERT_NO_FATAL_FAILURE(g.AddSink(file));
         ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
         ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
         // A write buffer no vector can reserve: the layout writer's
