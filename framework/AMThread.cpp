@@ -6,15 +6,13 @@ CAMThread::CAMThread(HRESULT* phr)
       m_EventComplete(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       m_dwParam(0),
       m_dwReturnVal(0) {
-  if ((m_EventSend == nullptr || m_EventComplete == nullptr) && phr != nullptr) {
+  if ((!m_EventSend || !m_EventComplete) && phr != nullptr) {
     *phr = E_OUTOFMEMORY;
   }
 }
 
 CAMThread::~CAMThread() {
   if (m_hThread != nullptr) CloseHandle(m_hThread);
-  if (m_EventSend != nullptr) CloseHandle(m_EventSend);
-  if (m_EventComplete != nullptr) CloseHandle(m_EventComplete);
 }
 
 DWORD WINAPI CAMThread::InitialThreadProc(LPVOID pv) {
@@ -46,13 +44,13 @@ DWORD CAMThread::CallWorker(DWORD dwParam) {
     return static_cast<DWORD>(E_FAIL);
   }
   m_dwParam = dwParam;
-  SetEvent(m_EventSend);
+  SetEvent(m_EventSend.Get());
   // Wait for the reply. The thread handle is watched too, so a worker that
   // ends without answering cannot leave the caller waiting for ever.
-  HANDLE handles[2] = {m_EventComplete, m_hThread};
+  HANDLE handles[2] = {m_EventComplete.Get(), m_hThread};
   DWORD w = WaitForMultipleObjects(2, handles, FALSE, INFINITE);
   if (w != WAIT_OBJECT_0) {
-    ResetEvent(m_EventSend);
+    ResetEvent(m_EventSend.Get());
     return static_cast<DWORD>(E_FAIL);
   }
   return m_dwReturnVal;
@@ -67,18 +65,18 @@ void CAMThread::Close() {
 }
 
 DWORD CAMThread::GetRequest() {
-  WaitForSingleObject(m_EventSend, INFINITE);
+  WaitForSingleObject(m_EventSend.Get(), INFINITE);
   return m_dwParam;
 }
 
 BOOL CAMThread::CheckRequest(DWORD* pParam) {
-  if (WaitForSingleObject(m_EventSend, 0) != WAIT_OBJECT_0) return FALSE;
+  if (WaitForSingleObject(m_EventSend.Get(), 0) != WAIT_OBJECT_0) return FALSE;
   if (pParam != nullptr) *pParam = m_dwParam;
   return TRUE;
 }
 
 void CAMThread::Reply(DWORD dw) {
   m_dwReturnVal = dw;
-  ResetEvent(m_EventSend);
-  SetEvent(m_EventComplete);
+  ResetEvent(m_EventSend.Get());
+  SetEvent(m_EventComplete.Get());
 }

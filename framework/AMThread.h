@@ -11,6 +11,7 @@
 #include <windows.h>
 
 #include "framework/CritSec.h"
+#include "framework/UniqueHandle.h"
 
 class CAMThread {
  public:
@@ -21,7 +22,7 @@ class CAMThread {
 
   // The worker's body; its result is the thread's exit code.
   virtual DWORD ThreadProc() = 0;
-  virtual ~CAMThread();  // closes the thread handle (without waiting) and the events
+  virtual ~CAMThread();  // closes the thread handle (without waiting); the events close themselves
 
   CAMThread(const CAMThread&) = delete;
   CAMThread& operator=(const CAMThread&) = delete;
@@ -46,16 +47,18 @@ class CAMThread {
   // Worker side: answer the pending command.
   void Reply(DWORD dw);
 
-  HANDLE GetRequestHandle() const { return m_EventSend; }
+  HANDLE GetRequestHandle() const { return m_EventSend.Get(); }
   DWORD GetRequestParam() const { return m_dwParam; }
 
   CCritSec m_AccessLock;  // serialises the controlling threads
   CCritSec m_WorkerLock;  // for the worker's own use
 
  protected:
+  // Raw, closed by hand: Close hands it over with one atomic exchange, so two
+  // callers never both wait on it and close it.
   HANDLE m_hThread;
-  HANDLE m_EventSend;
-  HANDLE m_EventComplete;
+  UniqueHandle m_EventSend;
+  UniqueHandle m_EventComplete;
   DWORD m_dwParam;
   DWORD m_dwReturnVal;
 

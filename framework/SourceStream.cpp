@@ -16,7 +16,6 @@ CSourceStream::CSourceStream(const wchar_t* pObjectName, HRESULT* phr, CSource* 
 
 CSourceStream::~CSourceStream() {
   m_pSourceFilter->RemovePin(this);
-  if (m_hLoopIdle) CloseHandle(m_hLoopIdle);
 }
 
 HRESULT CSourceStream::GetMediaType(CMediaType*) { return E_UNEXPECTED; }
@@ -121,10 +120,10 @@ DWORD CSourceStream::ThreadProc() {
     switch (com) {
       case CMD_PAUSE:
       case CMD_RUN:
-        ResetEvent(m_hLoopIdle);  // before the reply: the caller sees the loop running
+        ResetEvent(m_hLoopIdle.Get());  // before the reply: the caller sees the loop running
         Reply(S_OK);
         DoBufferProcessingLoop();
-        SetEvent(m_hLoopIdle);
+        SetEvent(m_hLoopIdle.Get());
         break;
       case CMD_STOP:
         Reply(S_OK);

@@ -15,6 +15,7 @@
 
 #include "framework/AMThread.h"
 #include "framework/BaseOutputPin.h"
+#include "framework/UniqueHandle.h"
 
 class CSource;
 
@@ -61,7 +62,7 @@ class CSourceStream : public CAMThread, public CBaseOutputPin {
   // Waits up to `ms` until the buffer loop is not running (never started,
   // or ended by end of stream, a failed delivery or CMD_STOP), so that the
   // last sample filled has been delivered. False at the time-out.
-  bool WaitForLoopIdle(DWORD ms) { return WaitForSingleObject(m_hLoopIdle, ms) == WAIT_OBJECT_0; }
+  bool WaitForLoopIdle(DWORD ms) { return WaitForSingleObject(m_hLoopIdle.Get(), ms) == WAIT_OBJECT_0; }
 
  protected:
   // The two halves of IAMStreamConfig::SetFormat and all of GetFormat that
@@ -78,5 +79,5 @@ class CSourceStream : public CAMThread, public CBaseOutputPin {
   BOOL CheckRequestCommand(Command* pCom);
 
   CSource* m_pSourceFilter;  // weak: the filter owns the pin
-  HANDLE m_hLoopIdle;        // manual-reset; set while the buffer loop is not running
+  UniqueHandle m_hLoopIdle;  // manual-reset; set while the buffer loop is not running
 };

@@ -1,6 +1,7 @@
 #include "wine/acm/AcmCategory.h"
 
 #include "wine/acm/AcmCompressorClsid.h"
+#include "framework/UniqueHandle.h"
 #include "wine/acm/AcmFormats.h"
 
 #include <objbase.h>
@@ -54,8 +55,9 @@ LSTATUS WriteString(HKEY key, const wchar_t* name, const std::wstring& value)
 
 HRESULT AcmUnregisterCompressorCategory()
 {
-    HKEY instance = nullptr;
-    LSTATUS status = RegOpenKeyExW(HKEY_LOCAL_MACHINE, InstanceKeyPath().c_str(), 0, KEY_READ | KEY_WRITE, &instance);
+    UniqueRegistryKey instance;
+    LSTATUS status =
+        RegOpenKeyExW(HKEY_LOCAL_MACHINE, InstanceKeyPath().c_str(), 0, KEY_READ | KEY_WRITE, instance.Put());
     if (status == ERROR_FILE_NOT_FOUND)
         return S_OK;
     if (status != ERROR_SUCCESS)
@@ -65,20 +67,19 @@ HRESULT AcmUnregisterCompressorCategory()
     for (DWORD index = 0;; ++index) {
         wchar_t name[256];
         DWORD length = 256;
-        if (RegEnumKeyExW(instance, index, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+        if (RegEnumKeyExW(instance.Get(), index, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
             break;
-        if (IsOurEntry(instance, name))
+        if (IsOurEntry(instance.Get(), name))
             ours.push_back(name);
     }
     HRESULT hr = S_OK;
     for (const std::wstring& name : ours) {
-        status = RegDeleteTreeW(instance, name.c_str());
+        status = RegDeleteTreeW(instance.Get(), name.c_str());
         if (status == ERROR_SUCCESS)
-            status = RegDeleteKeyW(instance, name.c_str());
+            status = RegDeleteKeyW(instance.Get(), name.c_str());
         if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND)
             hr = HRESULT_FROM_WIN32(status);
     }
-    RegCloseKey(instance);
     return hr;
 }
 
@@ -88,32 +89,30 @@ HRESULT AcmRegisterCompressorCategory(const wchar_t* /*modulePath*/)
     if (FAILED(hr))
         return hr;
 
-    HKEY instance = nullptr;
+    UniqueRegistryKey instance;
     LSTATUS status = RegCreateKeyExW(HKEY_LOCAL_MACHINE, InstanceKeyPath().c_str(), 0, nullptr, 0,
-                                     KEY_READ | KEY_WRITE, nullptr, &instance, nullptr);
+                                     KEY_READ | KEY_WRITE, nullptr, instance.Put(), nullptr);
     if (status != ERROR_SUCCESS)
         return HRESULT_FROM_WIN32(status);
 
     const std::wstring clsid = GuidText(CLSID_TavAcmCompressor);
     for (const tavacm::AcmFormatTag& tag : tavacm::EncodableFormatTags()) {
-        HKEY entry = nullptr;
-        status = RegCreateKeyExW(instance, KeyNameOf(tag.name).c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &entry,
-                                 nullptr);
+        UniqueRegistryKey entry;
+        status = RegCreateKeyExW(instance.Get(), KeyNameOf(tag.name).c_str(), 0, nullptr, 0, KEY_WRITE, nullptr,
+                                 entry.Put(), nullptr);
         if (status == ERROR_SUCCESS) {
             const DWORD acmId = tag.tag;
-            status = WriteString(entry, L"FriendlyName", tag.name);
+            status = WriteString(entry.Get(), L"FriendlyName", tag.name);
             if (status == ERROR_SUCCESS)
-                status = WriteString(entry, L"CLSID", clsid);
+                status = WriteString(entry.Get(), L"CLSID", clsid);
             if (status == ERROR_SUCCESS)
-                status = RegSetValueExW(entry, kAcmIdValueName, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&acmId),
-                                        sizeof(acmId));
-            RegCloseKey(entry);
+                status = RegSetValueExW(entry.Get(), kAcmIdValueName, 0, REG_DWORD,
+                                        reinterpret_cast<const BYTE*>(&acmId), sizeof(acmId));
         }
         if (status != ERROR_SUCCESS) {
             hr = HRESULT_FROM_WIN32(status);
             break;
         }
     }
-    RegCloseKey(instance);
     return hr;
 }

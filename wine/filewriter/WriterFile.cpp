@@ -30,9 +30,9 @@ HRESULT WriterFile::Open(const std::wstring& path, DWORD mode)
 {
     Close();
     const bool destroy = (mode & AM_FILE_OVERWRITE) != 0;
-    m_file = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                         destroy ? CREATE_ALWAYS : OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (m_file == INVALID_HANDLE_VALUE)
+    m_file.Reset(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                             destroy ? CREATE_ALWAYS : OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!m_file.IsValid())
         return LastError();
     m_cutOnClose = !destroy;
     m_extent = 0;
@@ -47,7 +47,7 @@ HRESULT WriterFile::WriteAt(ULONGLONG offset, const void* data, ULONG size, ULON
         return E_UNEXPECTED;
     OVERLAPPED position = At(offset);
     DWORD done = 0;
-    const BOOL ok = WriteFile(m_file, data, size, &done, &position);
+    const BOOL ok = WriteFile(m_file.Get(), data, size, &done, &position);
     if (written != nullptr)
         *written = done;
     if (done > 0 && offset + done > m_extent)
@@ -67,7 +67,7 @@ HRESULT WriterFile::ReadAt(ULONGLONG offset, void* data, ULONG size, ULONG* read
         return E_UNEXPECTED;
     OVERLAPPED position = At(offset);
     DWORD done = 0;
-    if (!ReadFile(m_file, data, size, &done, &position) && GetLastError() != ERROR_HANDLE_EOF)
+    if (!ReadFile(m_file.Get(), data, size, &done, &position) && GetLastError() != ERROR_HANDLE_EOF)
         return LastError();
     if (read != nullptr)
         *read = done;
@@ -80,7 +80,7 @@ HRESULT WriterFile::SetSize(ULONGLONG size)
         return E_UNEXPECTED;
     LARGE_INTEGER end;
     end.QuadPart = static_cast<LONGLONG>(size);
-    if (!SetFilePointerEx(m_file, end, nullptr, FILE_BEGIN) || !SetEndOfFile(m_file))
+    if (!SetFilePointerEx(m_file.Get(), end, nullptr, FILE_BEGIN) || !SetEndOfFile(m_file.Get()))
         return LastError();
     m_extent = size;
     return S_OK;
@@ -91,7 +91,7 @@ HRESULT WriterFile::GetSize(ULONGLONG* size) const
     if (!IsOpen())
         return E_UNEXPECTED;
     LARGE_INTEGER length;
-    if (!GetFileSizeEx(m_file, &length))
+    if (!GetFileSizeEx(m_file.Get(), &length))
         return LastError();
     *size = static_cast<ULONGLONG>(length.QuadPart);
     return S_OK;
@@ -101,7 +101,7 @@ HRESULT WriterFile::Flush()
 {
     if (!IsOpen())
         return E_UNEXPECTED;
-    return FlushFileBuffers(m_file) ? S_OK : LastError();
+    return FlushFileBuffers(m_file.Get()) ? S_OK : LastError();
 }
 
 HRESULT WriterFile::Close()
@@ -112,9 +112,8 @@ HRESULT WriterFile::Close()
     ULONGLONG length = 0;
     if (m_cutOnClose && SUCCEEDED(GetSize(&length)) && length > m_extent)
         hr = SetSize(m_extent);
-    if (!CloseHandle(m_file) && SUCCEEDED(hr))
+    if (!m_file.Close() && SUCCEEDED(hr))
         hr = LastError();
-    m_file = INVALID_HANDLE_VALUE;
     return hr;
 }
 

@@ -16,6 +16,8 @@
 
 #include <string>
 
+#include "framework/UniqueHandle.h"
+
 namespace tavpack {
 
 class WriterFile {
@@ -28,7 +30,7 @@ public:
     // Opens or creates path for reading and writing. Fails with the system
     // error as an HRESULT (for example HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND)).
     HRESULT Open(const std::wstring& path, DWORD mode);
-    bool IsOpen() const { return m_file != INVALID_HANDLE_VALUE; }
+    bool IsOpen() const { return m_file.IsValid(); }
 
     // Writes size bytes at offset; *written (optional) gets what was written.
     // A short write (disk full) fails with HRESULT_FROM_WIN32(ERROR_DISK_FULL).
@@ -44,7 +46,7 @@ public:
     HRESULT Close();
 
 private:
-    HANDLE m_file = INVALID_HANDLE_VALUE;
+    UniqueFileHandle m_file;
     bool m_cutOnClose = false;
     // End of the furthest byte written or the last SetSize in this session.
     ULONGLONG m_extent = 0;

@@ -1,5 +1,6 @@
 #include "wine/mjpeg/MjpegCategory.h"
 
+#include "framework/UniqueHandle.h"
 #include "wine/mjpeg/MjpegClsid.h"
 
 #include <objbase.h>
@@ -32,15 +33,14 @@ LSTATUS WriteString(HKEY key, const wchar_t* name, const std::wstring& value)
 
 HRESULT MjpegRegisterCompressorCategory()
 {
-    HKEY entry = nullptr;
+    UniqueRegistryKey entry;
     LSTATUS status = RegCreateKeyExW(HKEY_LOCAL_MACHINE, EntryKeyPath().c_str(), 0, nullptr, 0, KEY_WRITE, nullptr,
-                                     &entry, nullptr);
+                                     entry.Put(), nullptr);
     if (status != ERROR_SUCCESS)
         return HRESULT_FROM_WIN32(status);
-    status = WriteString(entry, L"FriendlyName", kMjpegFriendlyName);
+    status = WriteString(entry.Get(), L"FriendlyName", kMjpegFriendlyName);
     if (status == ERROR_SUCCESS)
-        status = WriteString(entry, L"CLSID", GuidText(CLSID_TavMjpegCompressor));
-    RegCloseKey(entry);
+        status = WriteString(entry.Get(), L"CLSID", GuidText(CLSID_TavMjpegCompressor));
     return HRESULT_FROM_WIN32(status);
 }
 

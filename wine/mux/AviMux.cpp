@@ -9,6 +9,7 @@
 #include <new>
 
 #include "common/ComBarrier.h"
+#include "common/PackLog.h"
 #include "mux/MuxStreamFormat.h"
 #include "server/PackClasses.h"
 
@@ -136,7 +137,7 @@ HRESULT CAviMux::RunLocked(REFERENCE_TIME tStart) {
     if (FAILED(hr)) return hr;
     if (FAILED(m_hrStart)) {
         CAutoLock writeLock(&m_csWrite);
-        ReportError(m_hrStart);  // once per recording
+        ReportError(m_hrStart, "CAviMux::Run", L"Starting the movie");  // once per recording
         return m_hrStart;
     }
     return hr;
@@ -239,17 +240,22 @@ HRESULT CAviMux::FinishWriting() {
     if (!m_pLayout) return S_OK;
     HRESULT hr = m_pLayout->Finish();
     HRESULT hrCommit = m_pSink->Commit();
-    if (SUCCEEDED(hr) && FAILED(hrCommit)) hr = hrCommit;
-    if (FAILED(hr)) ReportError(hr);
+    if (FAILED(hr)) {
+        ReportError(hr, "CAviMux::FinishWriting", L"Writing the headers and the index");
+    } else if (FAILED(hrCommit)) {
+        hr = hrCommit;
+        ReportError(hr, "CAviMux::FinishWriting", L"Committing the file");
+    }
     m_pLayout.reset();
     m_pSink.reset();
     ForgetStreams();
     return hr;
 }
 
-void CAviMux::ReportError(HRESULT hr) {
+void CAviMux::ReportError(HRESULT hr, const char* function, const wchar_t* step) {
     if (m_bErrorReported) return;
     m_bErrorReported = true;
+    tavpack::LogFailure(function, hr, L"%s", step);
     for (const auto& input : m_inputs) input->SetRuntimeError(hr);
     NotifyEvent(EC_ERRORABORT, hr, 0);
 }
@@ -293,7 +299,7 @@ HRESULT CAviMux::WriteQueued(CAviMuxInputPin* pPin, IMediaSample* pSample) {
             hr = m_pLayout->WriteEmptySlots(pPin->m_nStream, static_cast<std::uint32_t>(
                                                                  std::min<LONGLONG>(slot - pPin->m_nNextSlot, 0x7FFFFFFF)));
             if (FAILED(hr)) {
-                ReportError(hr);
+                ReportError(hr, "CAviMux::WriteQueued", L"Writing empty frame slots");
                 return hr;
             }
             pPin->m_nNextSlot = slot;
@@ -307,7 +313,7 @@ HRESULT CAviMux::WriteQueued(CAviMuxInputPin* pPin, IMediaSample* pSample) {
         if (SUCCEEDED(hr) && hasStop) m_rtPosition = std::max(m_rtPosition, stop);
     }
     if (FAILED(hr)) {
-        ReportError(hr);
+        ReportError(hr, "CAviMux::WriteQueued", L"Writing a sample");
         return hr;
     }
     m_bUnsaved = true;
@@ -322,7 +328,7 @@ void CAviMux::Tick() {
     m_nLastCheckpoint = now;
     m_bUnsaved = false;
     HRESULT hr = m_pLayout->Checkpoint();
-    if (FAILED(hr)) ReportError(hr);
+    if (FAILED(hr)) ReportError(hr, "CAviMux::Tick", L"Saving the headers");
 }
 
 HRESULT CAviMux::InputEndOfStream() {

@@ -126,7 +126,9 @@ private:
     HRESULT StartWritingLocked();  // write lock held
     void ForgetStreams();          // the inputs lose their stream numbers
     HRESULT FinishWriting();
-    void ReportError(HRESULT hr);
+    // Once per recording: EC_ERRORABORT, the inputs refuse further samples,
+    // and an ERROR line in the host's log naming the step (common/PackLog.h).
+    void ReportError(HRESULT hr, const char* function, const wchar_t* step);
     // MuxWriteQueue::Writer, on the writer thread.
     HRESULT WriteQueued(CAviMuxInputPin* pPin, IMediaSample* pSample) override;
     void Tick() override;

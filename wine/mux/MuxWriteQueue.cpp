@@ -15,18 +15,18 @@ MuxWriteQueue::~MuxWriteQueue() {
 }
 
 HRESULT MuxWriteQueue::Start() {
-    if (m_hThread != nullptr) return S_OK;
+    if (m_hThread) return S_OK;
     m_bStopping = false;
     m_hrFailure = S_OK;
-    m_hThread = CreateThread(nullptr, 0, ThreadMain, this, 0, nullptr);
-    return m_hThread != nullptr ? S_OK : HRESULT_FROM_WIN32(GetLastError());
+    m_hThread.Reset(CreateThread(nullptr, 0, ThreadMain, this, 0, nullptr));
+    return m_hThread ? S_OK : HRESULT_FROM_WIN32(GetLastError());
 }
 
 HRESULT MuxWriteQueue::Push(CAviMuxInputPin* pPin, IMediaSample* pSample) {
     EnterCriticalSection(&m_cs);
-    while (SUCCEEDED(m_hrFailure) && !m_bStopping && m_hThread != nullptr && m_nHeld >= kMaxHeld)
+    while (SUCCEEDED(m_hrFailure) && !m_bStopping && m_hThread && m_nHeld >= kMaxHeld)
         SleepConditionVariableCS(&m_changed, &m_cs, INFINITE);
-    HRESULT hr = FAILED(m_hrFailure) ? m_hrFailure : (m_bStopping || m_hThread == nullptr) ? VFW_E_WRONG_STATE : S_OK;
+    HRESULT hr = FAILED(m_hrFailure) ? m_hrFailure : (m_bStopping || !m_hThread) ? VFW_E_WRONG_STATE : S_OK;
     if (hr == S_OK) {
         try {
             m_items.push_back({pPin, pSample});
@@ -46,23 +46,22 @@ HRESULT MuxWriteQueue::Drain() {
     EnterCriticalSection(&m_cs);
     // Only what was pushed before: another input may keep the queue busy.
     const unsigned long long pushed = m_nPushed;
-    while (m_nDone < pushed && m_hThread != nullptr) SleepConditionVariableCS(&m_changed, &m_cs, INFINITE);
+    while (m_nDone < pushed && m_hThread) SleepConditionVariableCS(&m_changed, &m_cs, INFINITE);
     HRESULT hr = m_hrFailure;
     LeaveCriticalSection(&m_cs);
     return hr;
 }
 
 void MuxWriteQueue::Stop() {
-    if (m_hThread == nullptr) return;
+    if (!m_hThread) return;
     EnterCriticalSection(&m_cs);
     m_bStopping = true;
     LeaveCriticalSection(&m_cs);
     WakeAllConditionVariable(&m_changed);
     // The thread writes what is queued, then ends.
-    WaitForSingleObject(m_hThread, INFINITE);
-    CloseHandle(m_hThread);
+    WaitForSingleObject(m_hThread.Get(), INFINITE);
     EnterCriticalSection(&m_cs);
-    m_hThread = nullptr;
+    m_hThread.Close();
     LeaveCriticalSection(&m_cs);
     WakeAllConditionVariable(&m_changed);
 }

@@ -23,6 +23,8 @@
 
 #include <deque>
 
+#include "framework/UniqueHandle.h"
+
 class CAviMuxInputPin;
 
 class MuxWriteQueue {
@@ -75,5 +77,5 @@ private:
     unsigned long long m_nDone = 0;    // of them, written or dropped
     bool m_bStopping = false;
     HRESULT m_hrFailure = S_OK;
-    HANDLE m_hThread = nullptr;
+    UniqueHandle m_hThread;
 };

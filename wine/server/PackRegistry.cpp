@@ -1,5 +1,6 @@
 #include "server/PackRegistry.h"
 
+#include "framework/UniqueHandle.h"
 #include "server/PackClasses.h"
 
 #include <string>
@@ -69,41 +70,34 @@ DWORD ReadDword(HKEY key, const wchar_t* name, DWORD fallback)
 LONG SaveOriginal(REFCLSID clsid)
 {
     const std::wstring savedPath = std::wstring(kSavedRoot) + L"\\" + ClsidString(clsid);
-    HKEY saved = nullptr;
+    UniqueRegistryKey saved;
     DWORD disposition = 0;
     LONG status = RegCreateKeyExW(HKEY_LOCAL_MACHINE, savedPath.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                                  &saved, &disposition);
+                                  saved.Put(), &disposition);
     if (status != ERROR_SUCCESS)
         return status;
-    if (disposition == REG_OPENED_EXISTING_KEY && ReadDword(saved, L"Recorded", 0) == 1) {
-        RegCloseKey(saved);
+    if (disposition == REG_OPENED_EXISTING_KEY && ReadDword(saved.Get(), L"Recorded", 0) == 1)
         return ERROR_SUCCESS;
-    }
 
-    HKEY classKey = nullptr;
+    UniqueRegistryKey classKey;
     const bool classExisted =
-        RegOpenKeyExW(HKEY_LOCAL_MACHINE, ClassKeyPath(clsid).c_str(), 0, KEY_READ, &classKey) == ERROR_SUCCESS;
-    HKEY server = nullptr;
+        RegOpenKeyExW(HKEY_LOCAL_MACHINE, ClassKeyPath(clsid).c_str(), 0, KEY_READ, classKey.Put()) == ERROR_SUCCESS;
+    UniqueRegistryKey server;
     const bool serverExisted =
-        classExisted && RegOpenKeyExW(classKey, L"InprocServer32", 0, KEY_READ, &server) == ERROR_SUCCESS;
-    WriteDword(saved, L"ClassExisted", classExisted ? 1 : 0);
-    WriteDword(saved, L"ServerExisted", serverExisted ? 1 : 0);
+        classExisted && RegOpenKeyExW(classKey.Get(), L"InprocServer32", 0, KEY_READ, server.Put()) == ERROR_SUCCESS;
+    WriteDword(saved.Get(), L"ClassExisted", classExisted ? 1 : 0);
+    WriteDword(saved.Get(), L"ServerExisted", serverExisted ? 1 : 0);
     if (serverExisted) {
         std::wstring path;
         DWORD type = REG_SZ;
-        if (ReadString(server, nullptr, &path, &type)) {
-            WriteString(saved, L"InprocServer32", path, type);
+        if (ReadString(server.Get(), nullptr, &path, &type)) {
+            WriteString(saved.Get(), L"InprocServer32", path, type);
         }
         std::wstring model;
-        if (ReadString(server, L"ThreadingModel", &model, nullptr))
-            WriteString(saved, L"ThreadingModel", model);
-        RegCloseKey(server);
+        if (ReadString(server.Get(), L"ThreadingModel", &model, nullptr))
+            WriteString(saved.Get(), L"ThreadingModel", model);
     }
-    if (classKey != nullptr)
-        RegCloseKey(classKey);
-    status = WriteDword(saved, L"Recorded", 1);
-    RegCloseKey(saved);
-    return status;
+    return WriteDword(saved.Get(), L"Recorded", 1);
 }
 
 LONG RegisterClass(const PackClass& entry, const wchar_t* modulePath)
@@ -111,66 +105,64 @@ LONG RegisterClass(const PackClass& entry, const wchar_t* modulePath)
     LONG status = SaveOriginal(*entry.clsid);
     if (status != ERROR_SUCCESS)
         return status;
-    HKEY classKey = nullptr;
+    UniqueRegistryKey classKey;
     status = RegCreateKeyExW(HKEY_LOCAL_MACHINE, ClassKeyPath(*entry.clsid).c_str(), 0, nullptr, 0,
-                             KEY_ALL_ACCESS, nullptr, &classKey, nullptr);
+                             KEY_ALL_ACCESS, nullptr, classKey.Put(), nullptr);
     if (status != ERROR_SUCCESS)
         return status;
     std::wstring name;
-    if (!ReadString(classKey, nullptr, &name, nullptr) && entry.name != nullptr)
-        WriteString(classKey, nullptr, entry.name);
-    HKEY server = nullptr;
-    status = RegCreateKeyExW(classKey, L"InprocServer32", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &server, nullptr);
-    RegCloseKey(classKey);
+    if (!ReadString(classKey.Get(), nullptr, &name, nullptr) && entry.name != nullptr)
+        WriteString(classKey.Get(), nullptr, entry.name);
+    UniqueRegistryKey server;
+    status = RegCreateKeyExW(classKey.Get(), L"InprocServer32", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, server.Put(),
+                             nullptr);
     if (status != ERROR_SUCCESS)
         return status;
-    status = WriteString(server, nullptr, modulePath);
+    status = WriteString(server.Get(), nullptr, modulePath);
     if (status == ERROR_SUCCESS)
-        status = WriteString(server, L"ThreadingModel", L"Both");
-    RegCloseKey(server);
+        status = WriteString(server.Get(), L"ThreadingModel", L"Both");
     return status;
 }
 
 LONG UnregisterClass(const PackClass& entry)
 {
     const std::wstring savedPath = std::wstring(kSavedRoot) + L"\\" + ClsidString(*entry.clsid);
-    HKEY saved = nullptr;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, savedPath.c_str(), 0, KEY_READ, &saved) != ERROR_SUCCESS)
+    UniqueRegistryKey saved;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, savedPath.c_str(), 0, KEY_READ, saved.Put()) != ERROR_SUCCESS)
         return ERROR_SUCCESS;  // never registered, or already put back
-    if (ReadDword(saved, L"Recorded", 0) != 1) {
-        RegCloseKey(saved);
+    if (ReadDword(saved.Get(), L"Recorded", 0) != 1) {
+        saved.Close();
         return RegDeleteTreeW(HKEY_LOCAL_MACHINE, savedPath.c_str());
     }
     const std::wstring classPath = ClassKeyPath(*entry.clsid);
     LONG status = ERROR_SUCCESS;
-    if (ReadDword(saved, L"ClassExisted", 0) == 0) {
+    if (ReadDword(saved.Get(), L"ClassExisted", 0) == 0) {
         status = RegDeleteTreeW(HKEY_LOCAL_MACHINE, classPath.c_str());
         if (status == ERROR_FILE_NOT_FOUND)
             status = ERROR_SUCCESS;
-    } else if (ReadDword(saved, L"ServerExisted", 0) == 0) {
+    } else if (ReadDword(saved.Get(), L"ServerExisted", 0) == 0) {
         status = RegDeleteTreeW(HKEY_LOCAL_MACHINE, (classPath + L"\\InprocServer32").c_str());
         if (status == ERROR_FILE_NOT_FOUND)
             status = ERROR_SUCCESS;
     } else {
-        HKEY server = nullptr;
+        UniqueRegistryKey server;
         status = RegCreateKeyExW(HKEY_LOCAL_MACHINE, (classPath + L"\\InprocServer32").c_str(), 0, nullptr, 0,
-                                 KEY_ALL_ACCESS, nullptr, &server, nullptr);
+                                 KEY_ALL_ACCESS, nullptr, server.Put(), nullptr);
         if (status == ERROR_SUCCESS) {
             std::wstring path;
             DWORD type = REG_SZ;
-            if (ReadString(saved, L"InprocServer32", &path, &type))
-                status = WriteString(server, nullptr, path, type);
+            if (ReadString(saved.Get(), L"InprocServer32", &path, &type))
+                status = WriteString(server.Get(), nullptr, path, type);
             else
-                RegDeleteValueW(server, nullptr);
+                RegDeleteValueW(server.Get(), nullptr);
             std::wstring model;
-            if (ReadString(saved, L"ThreadingModel", &model, nullptr))
-                WriteString(server, L"ThreadingModel", model);
+            if (ReadString(saved.Get(), L"ThreadingModel", &model, nullptr))
+                WriteString(server.Get(), L"ThreadingModel", model);
             else
-                RegDeleteValueW(server, L"ThreadingModel");
-            RegCloseKey(server);
+                RegDeleteValueW(server.Get(), L"ThreadingModel");
         }
     }
-    RegCloseKey(saved);
+    saved.Close();
     if (status == ERROR_SUCCESS)
         status = RegDeleteTreeW(HKEY_LOCAL_MACHINE, savedPath.c_str());
     return status;
