@@ -117,7 +117,7 @@ class AudioFormatDialog : public Dialogs {
     ASSERT_NE(std::find(names.begin(), names.end(), kCompressor), names.end()) << "IMA ADPCM not listed";
     ASSERT_EQ(dll.SetAudioCompressor(id, kCompressor), S_OK);
   }
-  // The host's call that shows the dialog; the first line is clicked.
+  // The host's call that shows the dialog.
   std::function<HRESULT()> Show() {
     return [this] { return dll.ShowAudioCompressorDlg(id, nullptr); };
   }
