@@ -6,38 +6,21 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "tests/api/MovieCheck.h"
 #include "tests/api/MovieMakerDll.h"
+#include "tests/common/AudioFormatDialog.h"
+#include "tests/common/CompressorNames.h"
 #include "tests/common/UnixTools.h"
 
 namespace tavtest {
 namespace {
 
 const HRESULT kFail = static_cast<HRESULT>(0x80004005);
-const wchar_t kTitle[] = L"Select Audio Compress Format";
-
-std::vector<std::wstring> Names(TavMovieMakerGetCompressorsFn get, int id) {
-  int count = 0, maxLength = 0;
-  if (get(id, nullptr, &count, &maxLength) != S_OK || count <= 0 || maxLength <= 0) return {};
-  std::vector<std::wstring> buffers(static_cast<size_t>(count), std::wstring(static_cast<size_t>(maxLength), L'\0'));
-  std::vector<wchar_t*> names;
-  for (std::wstring& b : buffers) names.push_back(&b[0]);
-  if (get(id, names.data(), &count, &maxLength) != S_OK) return {};
-  std::vector<std::wstring> result;
-  for (wchar_t* n : names)
-    if (n[0]) result.emplace_back(n);
-  return result;
-}
-
-std::wstring TextOf(HWND dialog, int control) {
-  wchar_t text[256] = {};
-  GetDlgItemTextW(dialog, control, text, 256);
-  return text;
-}
 
 class Dialogs : public ::testing::Test {
  protected:
@@ -99,7 +82,7 @@ BOOL CALLBACK CloseOwnWindows(HWND window, LPARAM) {
 
 TEST_F(Dialogs, VideoCompressorSettingsAreShownAndClosed) {
   std::wstring rle;
-  for (const std::wstring& name : Names(dll.GetCompressors, id))
+  for (const std::wstring& name : CompressorNames(dll.GetCompressors, id))
     if (name.find(L"RLE") != std::wstring::npos) rle = name;
   ASSERT_FALSE(rle.empty()) << "no RLE compressor listed";
   bool hasDialog = false;
@@ -123,69 +106,6 @@ TEST_F(Dialogs, VideoCompressorSettingsAreShownAndClosed) {
       << Dump(lines);
 }
 
-// What a user sees in the audio format dialog, driven from a second thread:
-// the first offered format is selected, its details checked against its line,
-// and the dialog closed with `closeWith` (OK or Cancel).
-struct DialogView {
-  bool found = false;
-  std::vector<std::wstring> lines;
-  std::wstring tag, align, rate, granularity;
-};
-
-// The dialog once it is shown: a dialog becomes visible only after its
-// WM_INITDIALOG (which fills the list) has returned. Null after the deadline.
-HWND WaitForShownDialog(std::chrono::seconds deadline) {
-  const auto end = std::chrono::steady_clock::now() + deadline;
-  for (;;) {
-    HWND dialog = FindWindowW(nullptr, kTitle);
-    if (dialog && IsWindowVisible(dialog)) return dialog;
-    if (std::chrono::steady_clock::now() > end) return nullptr;
-    Sleep(20);
-  }
-}
-
-// The list's line count once two reads in a row agree on a non-zero count,
-// or the last count read at the deadline.
-int WaitForFilledList(HWND list, std::chrono::seconds deadline) {
-  const auto end = std::chrono::steady_clock::now() + deadline;
-  int last = -1;
-  for (;;) {
-    int count = static_cast<int>(SendMessageW(list, LB_GETCOUNT, 0, 0));
-    if (count > 0 && count == last) return count;
-    if (std::chrono::steady_clock::now() > end) return count;
-    last = count;
-    Sleep(20);
-  }
-}
-
-DialogView DriveAudioFormatDialog(MovieMakerDll& dll, int id, int closeWith, HRESULT* result) {
-  DialogView view;
-  std::thread user([&] {
-    HWND dialog = WaitForShownDialog(std::chrono::seconds(30));
-    if (!dialog) return;
-    view.found = true;
-    HWND list = GetDlgItem(dialog, 1001);
-    int count = WaitForFilledList(list, std::chrono::seconds(10));
-    for (int i = 0; i < count; ++i) {
-      wchar_t text[256] = {};
-      SendMessageW(list, LB_GETTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(text));
-      view.lines.emplace_back(text);
-    }
-    if (count > 0) {
-      SendMessageW(list, LB_SETCURSEL, 0, 0);
-      SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(1001, LBN_SELCHANGE), reinterpret_cast<LPARAM>(list));
-      view.tag = TextOf(dialog, 1002);
-      view.align = TextOf(dialog, 1003);
-      view.rate = TextOf(dialog, 1004);
-      view.granularity = TextOf(dialog, 1005);
-    }
-    PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(closeWith, BN_CLICKED), 0);
-  });
-  *result = dll.ShowAudioCompressorDlg(id, nullptr);
-  user.join();
-  return view;
-}
-
 class AudioFormatDialog : public Dialogs {
  protected:
   static constexpr const wchar_t* kCompressor = L"IMA ADPCM";
@@ -193,15 +113,19 @@ class AudioFormatDialog : public Dialogs {
     Dialogs::SetUp();
     ASSERT_EQ(dll.SetAudioStream(id, 16), S_OK);
     // By name: other tests may add entries of their own to the category.
-    std::vector<std::wstring> names = Names(dll.GetAudioCompressors, id);
+    std::vector<std::wstring> names = CompressorNames(dll.GetAudioCompressors, id);
     ASSERT_NE(std::find(names.begin(), names.end(), kCompressor), names.end()) << "IMA ADPCM not listed";
     ASSERT_EQ(dll.SetAudioCompressor(id, kCompressor), S_OK);
+  }
+  // The host's call that shows the dialog.
+  std::function<HRESULT()> Show() {
+    return [this] { return dll.ShowAudioCompressorDlg(id, nullptr); };
   }
 };
 
 TEST_F(AudioFormatDialog, ListsTheOfferedFormatsAndDescribesTheSelectedOne) {
   HRESULT hr = E_UNEXPECTED;
-  DialogView view = DriveAudioFormatDialog(dll, id, IDOK, &hr);
+  AudioFormatDialogView view = DriveAudioFormatDialog(Show(), 0, IDOK, &hr);
   EXPECT_EQ(hr, S_OK);
   ASSERT_TRUE(view.found) << "the dialog did not appear";
   ASSERT_FALSE(view.lines.empty());
@@ -229,7 +153,7 @@ TEST_F(AudioFormatDialog, ListsTheOfferedFormatsAndDescribesTheSelectedOne) {
 
 TEST_F(AudioFormatDialog, CancelClosesItWithS_OK) {
   HRESULT hr = E_UNEXPECTED;
-  DialogView view = DriveAudioFormatDialog(dll, id, IDCANCEL, &hr);
+  AudioFormatDialogView view = DriveAudioFormatDialog(Show(), 0, IDCANCEL, &hr);
   EXPECT_TRUE(view.found);
   EXPECT_EQ(hr, S_OK);
 }

@@ -1,75 +1,25 @@
 // The "Select Audio Compress Format" dialog of each listed audio compressor,
-// driven from a second thread as a user would: every line it lists can be
+// driven as a user would: every line it lists can be
 // picked, and the next recording holds the picked format and the tone.
 #include <gtest/gtest.h>
 
 #include <windows.h>
 
-#include <chrono>
 #include <algorithm>
 #include <cmath>
 #include <cwchar>
 #include <ostream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/api/MovieCheck.h"
 #include "tests/api/MovieMakerDll.h"
 #include "tests/audio-compressors/ToneRecording.h"
+#include "tests/common/AudioFormatDialog.h"
 #include "tests/common/UnixTools.h"
 
 namespace tavtest {
 namespace {
-
-const wchar_t kTitle[] = L"Select Audio Compress Format";
-
-struct PickedLine {
-  int count = -1;  // lines listed; -1 when the dialog or its list never came
-  std::wstring text;
-  int blockAlign = 0;
-  int bytesPerSecond = 0;
-};
-
-// Waits up to 20 s for the dialog's list to be filled, selects line `index`
-// (as a click does: selection, then the notification), reads the details and
-// presses OK.
-PickedLine PickLine(MovieMakerDll& dll, int id, int index, HRESULT* result) {
-  PickedLine picked;
-  std::thread user([&] {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    HWND dialog = nullptr, list = nullptr;
-    int count = 0;
-    while (std::chrono::steady_clock::now() < deadline) {
-      dialog = FindWindowW(nullptr, kTitle);
-      list = dialog ? GetDlgItem(dialog, 1001) : nullptr;
-      count = list ? static_cast<int>(SendMessageW(list, LB_GETCOUNT, 0, 0)) : 0;
-      if (count > 0) break;
-      Sleep(20);
-    }
-    if (count <= 0) {
-      if (dialog) PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
-      return;
-    }
-    picked.count = count;
-    if (index < count) {
-      wchar_t text[256] = {};
-      SendMessageW(list, LB_GETTEXT, static_cast<WPARAM>(index), reinterpret_cast<LPARAM>(text));
-      picked.text = text;
-      SendMessageW(list, LB_SETCURSEL, static_cast<WPARAM>(index), 0);
-      SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(1001, LBN_SELCHANGE), reinterpret_cast<LPARAM>(list));
-      wchar_t value[64] = {};
-      GetDlgItemTextW(dialog, 1003, value, 64);
-      picked.blockAlign = _wtoi(value);
-      GetDlgItemTextW(dialog, 1004, value, 64);
-      picked.bytesPerSecond = _wtoi(value);
-    }
-    PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(index < count ? IDOK : IDCANCEL, BN_CLICKED), 0);
-  });
-  *result = dll.ShowAudioCompressorDlg(id, nullptr);
-  user.join();
-  return picked;
-}
 
 struct DialogCase {
   const wchar_t* name;
@@ -107,14 +57,16 @@ TEST_P(AudioFormatDialogRecording, EveryListedLineCanBePickedAndRecords) {
     CompressorNames(dll.GetAudioCompressors, id);
     ASSERT_EQ(dll.SetAudioCompressor(id, c.name), S_OK);
     HRESULT shown = E_UNEXPECTED;
-    const PickedLine picked = PickLine(dll, id, line, &shown);
+    const AudioFormatDialogView view =
+        DriveAudioFormatDialog([&] { return dll.ShowAudioCompressorDlg(id, nullptr); }, line, IDOK, &shown);
     EXPECT_EQ(shown, S_OK);
-    ASSERT_EQ(picked.count, c.lines) << "the dialog's list";
+    ASSERT_EQ(view.lines.size(), static_cast<size_t>(c.lines)) << "the dialog's list";
+    const int blockAlign = _wtoi(view.align.c_str()), bytesPerSecond = _wtoi(view.rate.c_str());
     int kbps = 0, hz = 0;
     wchar_t channels[32] = {};
-    ASSERT_EQ(swscanf(picked.text.c_str(), L"%d kbps  %d Hz %31ls", &kbps, &hz, channels), 3)
-        << std::string(picked.text.begin(), picked.text.end());
-    EXPECT_EQ(kbps, (picked.bytesPerSecond + 1023) / 1024 * 8);
+    ASSERT_EQ(swscanf(view.picked.c_str(), L"%d kbps  %d Hz %31ls", &kbps, &hz, channels), 3)
+        << std::string(view.picked.begin(), view.picked.end());
+    EXPECT_EQ(kbps, (bytesPerSecond + 1023) / 1024 * 8);
 
     const std::wstring movie = dir + L"line" + std::to_wstring(line) + L".avi";
     const int blocks = 10;
@@ -125,7 +77,7 @@ TEST_P(AudioFormatDialogRecording, EveryListedLineCanBePickedAndRecords) {
     EXPECT_EQ(audio["sample_rate"], std::to_string(hz));
     EXPECT_EQ(audio["channels"], std::wstring(channels) == L"Mono" ? "1" : "2");
     const std::vector<short> decoded = DecodedMono(movie);
-    const double blockSeconds = static_cast<double>(picked.blockAlign) / picked.bytesPerSecond;
+    const double blockSeconds = static_cast<double>(blockAlign) / bytesPerSecond;
     EXPECT_NEAR(static_cast<double>(decoded.size()) / hz, blocks * kFramesPerBlock / 48000.0, blockSeconds);
     EXPECT_NEAR(MainFrequency(decoded, hz), kToneHz, 0.02 * kToneHz);
   }

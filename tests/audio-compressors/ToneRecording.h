@@ -7,15 +7,13 @@
 #include <vector>
 
 #include "tests/api/MovieMakerDll.h"
+#include "tests/common/CompressorNames.h"
 
 namespace tavtest {
 
 constexpr double kToneHz = 440.0;
 // One audio block per video frame at 25 fps: 48000 / 25 sample frames.
 constexpr int kFramesPerBlock = 1920;
-
-// The names a writer lists through a GetCompressors-style export.
-std::vector<std::wstring> CompressorNames(TavMovieMakerGetCompressorsFn get, int id);
 
 // `blocks` video frames (16 x 8 RGB24) and as many audio blocks of the
 // stereo tone at `bits` (16 or 24) into `movie`, from StartMovieRecord to

@@ -1,9 +1,7 @@
 #include "wine/acm/AcmCompressorFilter.h"
 
-#include "wine/common/ComBarrier.h"
 #include "wine/server/PackClasses.h"
 #include "wine/acm/AcmCompressorClsid.h"
-#include "wine/acm/AcmInputPin.h"
 #include "wine/acm/AcmOutputPin.h"
 #include "wine/acm/WaveMediaType.h"
 
@@ -11,7 +9,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
 TAV_PACK_CLASS(g_acmCompressorClass, CLSID_TavAcmCompressor, CreateAcmCompressor, L"ACM audio compressor");
 
@@ -26,59 +23,21 @@ const WAVEFORMATEX& Header(const tavacm::WaveFormatBytes& format)
 
 HRESULT CreateAcmCompressor(IUnknown* outer, REFIID riid, void** object)
 {
-    if (object == nullptr)
-        return E_POINTER;
-    *object = nullptr;
-    if (outer != nullptr && riid != IID_IUnknown)
-        return CLASS_E_NOAGGREGATION;
-    auto* filter = new (std::nothrow) CAcmCompressorFilter(outer);
-    if (filter == nullptr)
-        return E_OUTOFMEMORY;
-    filter->NonDelegatingAddRef();
-    const HRESULT hr = filter->NonDelegatingQueryInterface(riid, object);
-    filter->NonDelegatingRelease();
-    return hr;
+    return CreateCompressorFilter<CAcmCompressorFilter>(outer, riid, object);
 }
 
 CAcmCompressorFilter::CAcmCompressorFilter(IUnknown* outer)
-    : CBaseFilter(L"ACM audio compressor", outer, &m_filterLock, CLSID_TavAcmCompressor)
+    : CCompressorFilter(L"ACM audio compressor", outer, CLSID_TavAcmCompressor, L"ACM compressor input")
 {
     HRESULT hr = S_OK;
-    m_inputPin.reset(new CAcmInputPin(this, &m_filterLock, &hr));
-    m_outputPin.reset(new CAcmOutputPin(this, &m_filterLock, &hr));
-}
-
-CAcmCompressorFilter::~CAcmCompressorFilter()
-{
-    m_outputPin.reset();
-    m_inputPin.reset();
+    SetOutputPin(new CAcmOutputPin(this, FilterLock(), &hr));
 }
 
 HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv)
 {
     if (riid == IID_IPersistPropertyBag)
         return GetInterface(static_cast<IPersistPropertyBag*>(this), ppv);
-    return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);
-}
-
-CBasePin* CAcmCompressorFilter::GetPin(int n)
-{
-    if (n == 0)
-        return m_inputPin.get();
-    if (n == 1)
-        return m_outputPin.get();
-    return nullptr;
-}
-
-HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::FindPin(LPCWSTR id, IPin** pin)
-{
-    if (id == nullptr || pin == nullptr)
-        return E_POINTER;
-    if (wcscmp(id, L"In") == 0)
-        return GetInterface(static_cast<IPin*>(m_inputPin.get()), reinterpret_cast<void**>(pin));
-    if (wcscmp(id, L"Out") == 0)
-        return GetInterface(static_cast<IPin*>(m_outputPin.get()), reinterpret_cast<void**>(pin));
-    return CBaseFilter::FindPin(id, pin);
+    return CCompressorFilter::NonDelegatingQueryInterface(riid, ppv);
 }
 
 // --- IPersist / IPersistPropertyBag ---
@@ -108,8 +67,8 @@ HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Load(IPropertyBag* bag, IErrorLo
         VariantClear(&value);
         return E_INVALIDARG;
     }
-    CAutoLock lock(&m_filterLock);
-    if (m_inputPin->IsConnected() || m_outputPin->IsConnected()) {
+    CAutoLock lock(FilterLock());
+    if (InputPin()->IsConnected() || OutputPin()->IsConnected()) {
         VariantClear(&value);
         return VFW_E_ALREADY_CONNECTED;
     }
@@ -127,8 +86,9 @@ HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Save(IPropertyBag* /*bag*/, BOOL
 
 // --- Formats ---
 
-HRESULT CAcmCompressorFilter::CheckInputFormat(const tavacm::WaveFormatBytes& input)
+HRESULT CAcmCompressorFilter::CheckInputType(const CMediaType& type)
 {
+    const tavacm::WaveFormatBytes input = tavacm::WaveFormatOf(type);
     if (input.empty())
         return VFW_E_TYPE_NOT_ACCEPTED;
     // Any integer PCM from which a chain reaches one of the codec's formats.
@@ -140,12 +100,18 @@ HRESULT CAcmCompressorFilter::CheckInputFormat(const tavacm::WaveFormatBytes& in
     return S_OK;
 }
 
-void CAcmCompressorFilter::InputConnected(const tavacm::WaveFormatBytes& input)
+HRESULT CAcmCompressorFilter::OnInputConnected(const CMediaType& type)
 {
-    m_input = tavacm::PlainPcm(input);
+    m_input = tavacm::PlainPcm(tavacm::WaveFormatOf(type));
     m_capabilities = tavacm::OutputFormats(m_formatTag, Header(m_input));
     if (!m_chosen.empty() && tavacm::ConversionChain(Header(m_input), Header(m_chosen)).empty())
         m_chosen.clear();
+    return S_OK;
+}
+
+bool CAcmCompressorFilter::InputTypeChanges(const CMediaType& next, const CMediaType& connected) const
+{
+    return tavacm::WaveFormatOf(next) != tavacm::WaveFormatOf(connected);
 }
 
 const std::vector<tavacm::WaveFormatBytes>& CAcmCompressorFilter::Capabilities()
@@ -157,7 +123,7 @@ const std::vector<tavacm::WaveFormatBytes>& CAcmCompressorFilter::Capabilities()
     return m_tagFormats;
 }
 
-void CAcmCompressorFilter::InputDisconnected()
+void CAcmCompressorFilter::OnInputDisconnected()
 {
     m_input.clear();
     m_capabilities.clear();
@@ -197,42 +163,20 @@ tavacm::WaveFormatBytes CAcmCompressorFilter::OutputFormat()
     return tavacm::WaveFormatBytes();
 }
 
-// --- State ---
+// --- Streaming ---
 
-HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Pause()
+HRESULT CAcmCompressorFilter::StartStreaming()
 {
-    CAutoLock lock(&m_filterLock);
-    if (m_State == State_Stopped && m_inputPin->IsConnected() && m_outputPin->IsConnected()) {
-        CAutoLock stream(m_inputPin->ReceiveLock());
-        // The converters' buffers are made here: no exception may leave.
-        const HRESULT hr = tavpack::CallWithoutThrowing([&] {
-            const tavacm::WaveFormatBytes output = tavacm::WaveFormatOf(m_outputPin->CurrentMediaType());
-            return output.empty() ? VFW_E_TYPE_NOT_ACCEPTED
-                                  : m_chain.Open(tavacm::ConversionChain(Header(m_input), Header(output)));
-        });
-        if (FAILED(hr))
-            return hr;
-        m_haveTime = false;
-        m_nextStart = 0;
-        m_discontinuity = true;
-    }
-    return CBaseFilter::Pause();
-}
-
-HRESULT STDMETHODCALLTYPE CAcmCompressorFilter::Stop()
-{
-    CAutoLock lock(&m_filterLock);
-    // Decommitting the output allocator first releases a Receive that waits
-    // for a buffer; the input pin's Inactive then waits for it to return.
-    if (m_State != State_Stopped && m_outputPin->IsConnected())
-        m_outputPin->Inactive();
-    const HRESULT hr = CBaseFilter::Stop();
-    CAutoLock stream(m_inputPin->ReceiveLock());
-    m_chain.Close();
+    const tavacm::WaveFormatBytes output = tavacm::WaveFormatOf(OutputPin()->CurrentMediaType());
+    const HRESULT hr = output.empty() ? VFW_E_TYPE_NOT_ACCEPTED
+                                      : m_chain.Open(tavacm::ConversionChain(Header(m_input), Header(output)));
+    if (FAILED(hr))
+        return hr;
+    m_haveTime = false;
+    m_nextStart = 0;
+    m_discontinuity = true;
     return hr;
 }
-
-// --- Streaming ---
 
 REFERENCE_TIME CAcmCompressorFilter::InputDuration(size_t bytes) const
 {
@@ -282,12 +226,12 @@ HRESULT CAcmCompressorFilter::DeliverConverted(const std::vector<BYTE>& output, 
     if (output.empty())
         return S_OK;
 
-    const tavacm::WaveFormatBytes format = tavacm::WaveFormatOf(m_outputPin->CurrentMediaType());
+    const tavacm::WaveFormatBytes format = tavacm::WaveFormatOf(OutputPin()->CurrentMediaType());
     const size_t align = format.empty() ? 1 : std::max<size_t>(Header(format).nBlockAlign, 1);
     size_t offset = 0;
     while (offset < output.size()) {
         IMediaSample* outSample = nullptr;
-        HRESULT hr = m_outputPin->GetDeliveryBuffer(&outSample, nullptr, nullptr, 0);
+        HRESULT hr = OutputPin()->GetDeliveryBuffer(&outSample, nullptr, nullptr, 0);
         if (FAILED(hr))
             return hr;
         BYTE* buffer = nullptr;
@@ -307,7 +251,7 @@ HRESULT CAcmCompressorFilter::DeliverConverted(const std::vector<BYTE>& output, 
         outSample->SetSyncPoint(TRUE);
         outSample->SetDiscontinuity(m_discontinuity ? TRUE : FALSE);
         m_discontinuity = false;
-        hr = m_outputPin->Deliver(outSample);
+        hr = OutputPin()->Deliver(outSample);
         outSample->Release();
         if (hr != S_OK)
             return hr;
@@ -316,40 +260,17 @@ HRESULT CAcmCompressorFilter::DeliverConverted(const std::vector<BYTE>& output, 
     return S_OK;
 }
 
-HRESULT CAcmCompressorFilter::EndOfStream()
+void CAcmCompressorFilter::OnEndOfStream()
 {
-    // Every step's held input is converted and ended, the codec's last block
-    // completed with silence.
     std::vector<BYTE> output;
     const REFERENCE_TIME held = m_chain.HeldDuration();
     if (SUCCEEDED(m_chain.Flush(output)))
         DeliverConverted(output, held);
-    return m_outputPin->DeliverEndOfStream();
 }
 
-HRESULT CAcmCompressorFilter::BeginFlush()
-{
-    // Not under the stream lock: the flush must release a Receive blocked
-    // downstream first.
-    if (!m_outputPin->IsConnected())
-        return S_OK;
-    IPin* peer = m_outputPin->GetConnected();
-    return peer->BeginFlush();
-}
-
-HRESULT CAcmCompressorFilter::EndFlush()
+void CAcmCompressorFilter::OnFlushed()
 {
     m_chain.Discard();
     m_haveTime = false;
     m_discontinuity = true;
-    if (!m_outputPin->IsConnected())
-        return S_OK;
-    return m_outputPin->GetConnected()->EndFlush();
-}
-
-HRESULT CAcmCompressorFilter::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate)
-{
-    if (!m_outputPin->IsConnected())
-        return S_OK;
-    return m_outputPin->GetConnected()->NewSegment(start, stop, rate);
 }

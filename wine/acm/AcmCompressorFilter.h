@@ -12,42 +12,27 @@
 // channels, then the codec encodes. Output samples carry the input's times;
 // end of stream flushes the converter and the codec.
 //
-// Threads: state changes, connections and format choices run under the
-// filter lock; the streaming calls (Receive, EndOfStream, EndFlush) run on
-// the upstream streaming thread under the input pin's receive lock and never
-// take the filter lock. Stop releases a Receive waiting for an output buffer
-// and then waits for it.
+// Threads: those of CCompressorFilter (common/CompressorFilter.h); format
+// choices run under the filter lock too.
 #pragma once
 
-#include "framework/BaseFilter.h"
+#include "wine/common/CompressorFilter.h"
 #include "wine/acm/AcmChain.h"
 #include "wine/acm/AcmFormats.h"
 
 #include <ocidl.h>
 
-#include <memory>
 #include <vector>
-
-class CAcmInputPin;
-class CAcmOutputPin;
 
 // Creates the filter for the pack's class factory.
 HRESULT CreateAcmCompressor(IUnknown* outer, REFIID riid, void** object);
 
-class CAcmCompressorFilter : public CBaseFilter, public IPersistPropertyBag {
+class CAcmCompressorFilter : public CCompressorFilter, public IPersistPropertyBag {
 public:
     explicit CAcmCompressorFilter(IUnknown* outer);
-    ~CAcmCompressorFilter() override;
 
     DECLARE_IUNKNOWN
     HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
-
-    // CBaseFilter
-    int GetPinCount() override { return 2; }
-    CBasePin* GetPin(int n) override;
-    HRESULT STDMETHODCALLTYPE FindPin(LPCWSTR id, IPin** pin) override;
-    HRESULT STDMETHODCALLTYPE Stop() override;
-    HRESULT STDMETHODCALLTYPE Pause() override;
 
     // IPersist / IPersistPropertyBag
     HRESULT STDMETHODCALLTYPE GetClassID(CLSID* clsid) override;
@@ -59,11 +44,13 @@ public:
 
     // --- Formats (filter lock held by the caller) ---
     // S_OK when the input pin may take this format; otherwise the reason.
-    HRESULT CheckInputFormat(const tavacm::WaveFormatBytes& input);
+    HRESULT CheckInputType(const CMediaType& type) override;
     // The input was connected / disconnected: the offered formats follow it.
-    void InputConnected(const tavacm::WaveFormatBytes& input);
-    void InputDisconnected();
-    bool HasInput() const { return !m_input.empty(); }
+    HRESULT OnInputConnected(const CMediaType& type) override;
+    void OnInputDisconnected() override;
+    bool HasInput() const override { return !m_input.empty(); }
+    // The codec was opened for the connected format: only the format counts.
+    bool InputTypeChanges(const CMediaType& next, const CMediaType& connected) const override;
     // Formats offered, best quality first: those reachable from the
     // connected input, or, before the input is connected, every format of
     // the codec's tag that some PCM input reaches (so a host can let the
@@ -82,13 +69,15 @@ public:
     void ChooseOutputFormat(const tavacm::WaveFormatBytes& output) { m_chosen = output; }
     bool HasChosenFormat() const { return !m_chosen.empty(); }
 
-    // --- Streaming (input pin's streaming thread, receive lock held;
-    // BeginFlush without it) ---
-    HRESULT Receive(IMediaSample* sample);
-    HRESULT EndOfStream();
-    HRESULT BeginFlush();
-    HRESULT EndFlush();
-    HRESULT NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate);
+    // --- Streaming (CCompressorFilter's hooks) ---
+    // Opens the chain from the connected input to the output's format.
+    HRESULT StartStreaming() override;
+    void StopStreaming() override { m_chain.Close(); }
+    HRESULT Receive(IMediaSample* sample) override;
+    // Every step's held input is converted and ended, the codec's last block
+    // completed with silence.
+    void OnEndOfStream() override;
+    void OnFlushed() override;
 
 private:
     // Delivers converted bytes in samples of the output allocator's size,
@@ -96,10 +85,6 @@ private:
     // `duration` from m_nextStart on.
     HRESULT DeliverConverted(const std::vector<BYTE>& output, REFERENCE_TIME duration);
     REFERENCE_TIME InputDuration(size_t bytes) const;
-
-    CCritSec m_filterLock;
-    std::unique_ptr<CAcmInputPin> m_inputPin;
-    std::unique_ptr<CAcmOutputPin> m_outputPin;
 
     WORD m_formatTag = WAVE_FORMAT_PCM;
     tavacm::WaveFormatBytes m_input;             // connected input (ACM's view: plain PCM)

@@ -6,10 +6,9 @@
 #include <vfwmsgs.h>
 
 #include <algorithm>
-#include <cstring>
 
 CAcmOutputPin::CAcmOutputPin(CAcmCompressorFilter* filter, CCritSec* lock, HRESULT* hr)
-    : CBaseOutputPin(L"ACM compressor output", filter, lock, hr, L"Output"), m_acmFilter(filter)
+    : CCompressorOutputPin(L"ACM compressor output", filter, lock, hr), m_acmFilter(filter)
 {
 }
 
@@ -17,36 +16,7 @@ HRESULT STDMETHODCALLTYPE CAcmOutputPin::NonDelegatingQueryInterface(REFIID riid
 {
     if (riid == IID_IAMStreamConfig)
         return GetInterface(static_cast<IAMStreamConfig*>(this), ppv);
-    return CBaseOutputPin::NonDelegatingQueryInterface(riid, ppv);
-}
-
-HRESULT STDMETHODCALLTYPE CAcmOutputPin::QueryId(LPWSTR* id)
-{
-    if (id == nullptr)
-        return E_POINTER;
-    *id = static_cast<LPWSTR>(CoTaskMemAlloc(sizeof(L"Out")));
-    if (*id == nullptr)
-        return E_OUTOFMEMORY;
-    std::memcpy(*id, L"Out", sizeof(L"Out"));
-    return S_OK;
-}
-
-HRESULT STDMETHODCALLTYPE CAcmOutputPin::Connect(IPin* receivePin, const AM_MEDIA_TYPE* type)
-{
-    {
-        CAutoLock lock(m_pLock);
-        if (!m_acmFilter->HasInput())
-            return VFW_E_NOT_CONNECTED;
-    }
-    return CBaseOutputPin::Connect(receivePin, type);
-}
-
-HRESULT CAcmOutputPin::CheckConnect(IPin* pin)
-{
-    // The formats follow the input: nothing to offer before it is connected.
-    if (!m_acmFilter->HasInput())
-        return VFW_E_NOT_CONNECTED;
-    return CBaseOutputPin::CheckConnect(pin);
+    return CCompressorOutputPin::NonDelegatingQueryInterface(riid, ppv);
 }
 
 HRESULT CAcmOutputPin::CheckMediaType(const CMediaType* type)
@@ -83,16 +53,7 @@ HRESULT CAcmOutputPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROP
     // Half a second of output per buffer, in whole blocks.
     long size = static_cast<long>(header.nAvgBytesPerSec / 2);
     size = std::max(align, (size + align - 1) / align * align);
-    properties->cBuffers = std::max(properties->cBuffers, 4L);
-    properties->cbBuffer = std::max(properties->cbBuffer, size);
-    properties->cbAlign = std::max(properties->cbAlign, 1L);
-    ALLOCATOR_PROPERTIES actual = {};
-    const HRESULT hr = allocator->SetProperties(properties, &actual);
-    if (FAILED(hr))
-        return hr;
-    if (actual.cbBuffer < align || actual.cBuffers < 1)
-        return E_FAIL;
-    return S_OK;
+    return SetBuffers(allocator, properties, 4, size, align);
 }
 
 HRESULT STDMETHODCALLTYPE CAcmOutputPin::SetFormat(AM_MEDIA_TYPE* type)

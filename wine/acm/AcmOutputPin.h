@@ -10,27 +10,23 @@
 // streaming thread through CBaseOutputPin.
 #pragma once
 
-#include "framework/BaseOutputPin.h"
+#include "wine/common/CompressorFilter.h"
 
 #include <strmif.h>
 
 class CAcmCompressorFilter;
 
-class CAcmOutputPin : public CBaseOutputPin, public IAMStreamConfig {
+class CAcmOutputPin : public CCompressorOutputPin, public IAMStreamConfig {
 public:
     CAcmOutputPin(CAcmCompressorFilter* filter, CCritSec* lock, HRESULT* hr);
 
     DECLARE_IUNKNOWN
     HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-    // CBasePin / CBaseOutputPin. Connect fails with VFW_E_NOT_CONNECTED
-    // while the input is unconnected: the formats follow the input.
-    HRESULT STDMETHODCALLTYPE Connect(IPin* receivePin, const AM_MEDIA_TYPE* type) override;
-    HRESULT CheckConnect(IPin* pin) override;
+    // CBasePin / CBaseOutputPin: the formats follow the input.
     HRESULT CheckMediaType(const CMediaType* type) override;
     HRESULT GetMediaType(int position, CMediaType* type) override;
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) override;
-    HRESULT STDMETHODCALLTYPE QueryId(LPWSTR* id) override;
 
     // IAMStreamConfig
     HRESULT STDMETHODCALLTYPE SetFormat(AM_MEDIA_TYPE* type) override;

@@ -1,16 +1,12 @@
 #include "wine/mjpeg/MjpegCompressorFilter.h"
 
-#include "wine/common/ComBarrier.h"
 #include "wine/mjpeg/MjpegClsid.h"
-#include "wine/mjpeg/MjpegInputPin.h"
 #include "wine/mjpeg/MjpegOutputPin.h"
 #include "wine/server/PackClasses.h"
 
 #include <vfwmsgs.h>
 
 #include <algorithm>
-#include <cstring>
-#include <new>
 #include <thread>
 
 TAV_PACK_CLASS(g_mjpegCompressorClass, CLSID_TavMjpegCompressor, CreateMjpegCompressor, L"Tav MJPEG");
@@ -28,60 +24,22 @@ int EncoderThreads()
 
 HRESULT CreateMjpegCompressor(IUnknown* outer, REFIID riid, void** object)
 {
-    if (object == nullptr)
-        return E_POINTER;
-    *object = nullptr;
-    if (outer != nullptr && riid != IID_IUnknown)
-        return CLASS_E_NOAGGREGATION;
-    auto* filter = new (std::nothrow) CMjpegCompressorFilter(outer);
-    if (filter == nullptr)
-        return E_OUTOFMEMORY;
-    filter->NonDelegatingAddRef();
-    const HRESULT hr = filter->NonDelegatingQueryInterface(riid, object);
-    filter->NonDelegatingRelease();
-    return hr;
+    return CreateCompressorFilter<CMjpegCompressorFilter>(outer, riid, object);
 }
 
 CMjpegCompressorFilter::CMjpegCompressorFilter(IUnknown* outer)
-    : CBaseFilter(L"Tav MJPEG", outer, &m_filterLock, CLSID_TavMjpegCompressor)
+    : CCompressorFilter(L"Tav MJPEG", outer, CLSID_TavMjpegCompressor, L"MJPEG compressor input")
 {
     m_quality = kMjpegDefaultQuality;
     HRESULT hr = S_OK;
-    m_inputPin.reset(new CMjpegInputPin(this, &m_filterLock, &hr));
-    m_outputPin.reset(new CMjpegOutputPin(this, &m_filterLock, &hr));
-}
-
-CMjpegCompressorFilter::~CMjpegCompressorFilter()
-{
-    m_outputPin.reset();
-    m_inputPin.reset();
+    SetOutputPin(new CMjpegOutputPin(this, FilterLock(), &hr));
 }
 
 HRESULT STDMETHODCALLTYPE CMjpegCompressorFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv)
 {
     if (riid == IID_ISpecifyPropertyPages)
         return GetInterface(static_cast<ISpecifyPropertyPages*>(this), ppv);
-    return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);
-}
-
-CBasePin* CMjpegCompressorFilter::GetPin(int n)
-{
-    if (n == 0)
-        return m_inputPin.get();
-    if (n == 1)
-        return m_outputPin.get();
-    return nullptr;
-}
-
-HRESULT STDMETHODCALLTYPE CMjpegCompressorFilter::FindPin(LPCWSTR id, IPin** pin)
-{
-    if (id == nullptr || pin == nullptr)
-        return E_POINTER;
-    if (wcscmp(id, L"In") == 0)
-        return GetInterface(static_cast<IPin*>(m_inputPin.get()), reinterpret_cast<void**>(pin));
-    if (wcscmp(id, L"Out") == 0)
-        return GetInterface(static_cast<IPin*>(m_outputPin.get()), reinterpret_cast<void**>(pin));
-    return CBaseFilter::FindPin(id, pin);
+    return CCompressorFilter::NonDelegatingQueryInterface(riid, ppv);
 }
 
 HRESULT STDMETHODCALLTYPE CMjpegCompressorFilter::GetPages(CAUUID* pages)
@@ -98,44 +56,32 @@ HRESULT STDMETHODCALLTYPE CMjpegCompressorFilter::GetPages(CAUUID* pages)
     return S_OK;
 }
 
-void CMjpegCompressorFilter::InputConnected(const tavmjpeg::InputFormat& format)
+HRESULT CMjpegCompressorFilter::CheckInputType(const CMediaType& type)
 {
-    m_input = format;
-    m_hasInput = true;
+    return tavmjpeg::ParseInputType(type, nullptr);
 }
 
-// --- State ---
-
-HRESULT STDMETHODCALLTYPE CMjpegCompressorFilter::Pause()
+HRESULT CMjpegCompressorFilter::OnInputConnected(const CMediaType& type)
 {
-    CAutoLock lock(&m_filterLock);
-    if (m_State == State_Stopped && m_inputPin->IsConnected() && m_outputPin->IsConnected()) {
-        CAutoLock stream(m_inputPin->ReceiveLock());
-        // The encoder's threads and buffers are made here: no exception may leave.
-        const HRESULT hr = tavpack::CallWithoutThrowing([&] {
-            if (!m_encoder)
-                m_encoder.reset(new tavmjpeg::JpegFrameEncoder(EncoderThreads()));
-            tavmjpeg::InputFrame frame = m_input.frame;
-            frame.greyLevels = m_input.greyLevels.data();
-            return m_encoder->Configure(frame) ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
-        });
-        if (FAILED(hr))
-            return hr;
+    tavmjpeg::InputFormat format;
+    const HRESULT hr = tavmjpeg::ParseInputType(type, &format);
+    if (SUCCEEDED(hr)) {
+        m_input = format;
+        m_hasInput = true;
     }
-    return CBaseFilter::Pause();
-}
-
-HRESULT STDMETHODCALLTYPE CMjpegCompressorFilter::Stop()
-{
-    CAutoLock lock(&m_filterLock);
-    // Decommitting the output allocator first releases a Receive that waits
-    // for a buffer; the input pin's Inactive then waits for it to return.
-    if (m_State != State_Stopped && m_outputPin->IsConnected())
-        m_outputPin->Inactive();
-    return CBaseFilter::Stop();
+    return hr;
 }
 
 // --- Streaming ---
+
+HRESULT CMjpegCompressorFilter::StartStreaming()
+{
+    if (!m_encoder)
+        m_encoder.reset(new tavmjpeg::JpegFrameEncoder(EncoderThreads()));
+    tavmjpeg::InputFrame frame = m_input.frame;
+    frame.greyLevels = m_input.greyLevels.data();
+    return m_encoder->Configure(frame) ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
+}
 
 HRESULT CMjpegCompressorFilter::Receive(IMediaSample* sample)
 {
@@ -146,11 +92,11 @@ HRESULT CMjpegCompressorFilter::Receive(IMediaSample* sample)
     const long length = sample->GetActualDataLength();
     if (data == nullptr || length < 0 || static_cast<size_t>(length) < m_input.frameBytes)
         return HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER);  // a sample shorter than the frame
-    if (!m_encoder || !m_outputPin->IsConnected())
+    if (!m_encoder || !OutputPin()->IsConnected())
         return VFW_E_NOT_CONNECTED;  // the output was not connected when the graph paused
 
     IMediaSample* out = nullptr;
-    hr = m_outputPin->GetDeliveryBuffer(&out, nullptr, nullptr, 0);
+    hr = OutputPin()->GetDeliveryBuffer(&out, nullptr, nullptr, 0);
     if (FAILED(hr))
         return hr;
     BYTE* buffer = nullptr;
@@ -172,36 +118,8 @@ HRESULT CMjpegCompressorFilter::Receive(IMediaSample* sample)
         out->SetSyncPoint(TRUE);
         out->SetDiscontinuity(sample->IsDiscontinuity() == S_OK ? TRUE : FALSE);
         out->SetPreroll(sample->IsPreroll() == S_OK ? TRUE : FALSE);
-        hr = m_outputPin->Deliver(out);
+        hr = OutputPin()->Deliver(out);
     }
     out->Release();
     return hr;
-}
-
-HRESULT CMjpegCompressorFilter::EndOfStream()
-{
-    return m_outputPin->DeliverEndOfStream();
-}
-
-HRESULT CMjpegCompressorFilter::BeginFlush()
-{
-    // Not under the stream lock: the flush must release a Receive blocked
-    // downstream first.
-    if (!m_outputPin->IsConnected())
-        return S_OK;
-    return m_outputPin->GetConnected()->BeginFlush();
-}
-
-HRESULT CMjpegCompressorFilter::EndFlush()
-{
-    if (!m_outputPin->IsConnected())
-        return S_OK;
-    return m_outputPin->GetConnected()->EndFlush();
-}
-
-HRESULT CMjpegCompressorFilter::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate)
-{
-    if (!m_outputPin->IsConnected())
-        return S_OK;
-    return m_outputPin->GetConnected()->NewSegment(start, stop, rate);
 }

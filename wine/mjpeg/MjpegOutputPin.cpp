@@ -29,7 +29,7 @@ void CopyInfoText(const wchar_t* text, LPWSTR buffer, int* bytes)
 }  // namespace
 
 CMjpegOutputPin::CMjpegOutputPin(CMjpegCompressorFilter* filter, CCritSec* lock, HRESULT* hr)
-    : CBaseOutputPin(L"MJPEG compressor output", filter, lock, hr, L"Output"), m_mjpegFilter(filter)
+    : CCompressorOutputPin(L"MJPEG compressor output", filter, lock, hr), m_mjpegFilter(filter)
 {
 }
 
@@ -37,35 +37,7 @@ HRESULT STDMETHODCALLTYPE CMjpegOutputPin::NonDelegatingQueryInterface(REFIID ri
 {
     if (riid == IID_IAMVideoCompression)
         return GetInterface(static_cast<IAMVideoCompression*>(this), ppv);
-    return CBaseOutputPin::NonDelegatingQueryInterface(riid, ppv);
-}
-
-HRESULT STDMETHODCALLTYPE CMjpegOutputPin::QueryId(LPWSTR* id)
-{
-    if (id == nullptr)
-        return E_POINTER;
-    *id = static_cast<LPWSTR>(CoTaskMemAlloc(sizeof(L"Out")));
-    if (*id == nullptr)
-        return E_OUTOFMEMORY;
-    std::memcpy(*id, L"Out", sizeof(L"Out"));
-    return S_OK;
-}
-
-HRESULT STDMETHODCALLTYPE CMjpegOutputPin::Connect(IPin* receivePin, const AM_MEDIA_TYPE* type)
-{
-    {
-        CAutoLock lock(m_pLock);
-        if (!m_mjpegFilter->HasInput())
-            return VFW_E_NOT_CONNECTED;
-    }
-    return CBaseOutputPin::Connect(receivePin, type);
-}
-
-HRESULT CMjpegOutputPin::CheckConnect(IPin* pin)
-{
-    if (!m_mjpegFilter->HasInput())
-        return VFW_E_NOT_CONNECTED;
-    return CBaseOutputPin::CheckConnect(pin);
+    return CCompressorOutputPin::NonDelegatingQueryInterface(riid, ppv);
 }
 
 HRESULT CMjpegOutputPin::CheckMediaType(const CMediaType* type)
@@ -93,16 +65,7 @@ HRESULT CMjpegOutputPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PR
         return VFW_E_NOT_CONNECTED;
     const tavmjpeg::InputFrame& frame = m_mjpegFilter->Input().frame;
     const long size = tavmjpeg::OutputBufferSize(frame.width, frame.height);
-    properties->cBuffers = std::max(properties->cBuffers, 2L);
-    properties->cbBuffer = std::max(properties->cbBuffer, size);
-    properties->cbAlign = std::max(properties->cbAlign, 1L);
-    ALLOCATOR_PROPERTIES actual = {};
-    const HRESULT hr = allocator->SetProperties(properties, &actual);
-    if (FAILED(hr))
-        return hr;
-    if (actual.cbBuffer < size || actual.cBuffers < 1)
-        return E_FAIL;
-    return S_OK;
+    return SetBuffers(allocator, properties, 2, size, size);
 }
 
 // --- IAMVideoCompression ---

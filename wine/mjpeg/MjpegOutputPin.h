@@ -9,27 +9,23 @@
 // Delivery runs on the upstream streaming thread through CBaseOutputPin.
 #pragma once
 
-#include "framework/BaseOutputPin.h"
+#include "wine/common/CompressorFilter.h"
 
 #include <strmif.h>
 
 class CMjpegCompressorFilter;
 
-class CMjpegOutputPin : public CBaseOutputPin, public IAMVideoCompression {
+class CMjpegOutputPin : public CCompressorOutputPin, public IAMVideoCompression {
 public:
     CMjpegOutputPin(CMjpegCompressorFilter* filter, CCritSec* lock, HRESULT* hr);
 
     DECLARE_IUNKNOWN
     HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-    // CBasePin / CBaseOutputPin: VFW_E_NOT_CONNECTED while the input is not
-    // connected (the type follows the input).
-    HRESULT STDMETHODCALLTYPE Connect(IPin* receivePin, const AM_MEDIA_TYPE* type) override;
-    HRESULT CheckConnect(IPin* pin) override;
+    // CBasePin / CBaseOutputPin: the type follows the input.
     HRESULT CheckMediaType(const CMediaType* type) override;
     HRESULT GetMediaType(int position, CMediaType* type) override;
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) override;
-    HRESULT STDMETHODCALLTYPE QueryId(LPWSTR* id) override;
 
     // IAMVideoCompression
     HRESULT STDMETHODCALLTYPE put_KeyFrameRate(long keyFrameRate) override;
