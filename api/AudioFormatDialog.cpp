@@ -68,7 +68,8 @@ void FillFormatList(HWND list, IAMStreamConfig* config, int count) {
     else swprintf_s(channels, 32, L"%d channels", wave->nChannels);
     int kB = static_cast<int>((wave->nAvgBytesPerSec + 1023) / 1024);
     wchar_t line[128];
-    swprintf_s(line, 128, L"%d kbps  %d Hz %s    %d kB/s\n", kB * 8, static_cast<int>(wave->nSamplesPerSec), channels, kB);
+    swprintf_s(line, 128, L"%d kbps  %d Hz %s    %d kB/s\n", kB * 8, static_cast<int>(wave->nSamplesPerSec), channels,
+               kB);
     SendMessageW(list, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(line));
     FreeMediaType(type);
   }

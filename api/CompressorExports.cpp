@@ -50,8 +50,7 @@ extern "C" HRESULT TavMovieMakerGetAudioCompressors(int writerId, wchar_t** name
   RegistryTableRecords records;
   return GuardExport(
       "TavMovieMakerGetAudioCompressors",
-      [&] { return GetAudioCompressors(records, writerId, names, count, maxLength); },
-      ExportErrorLine::kComErrorText);
+      [&] { return GetAudioCompressors(records, writerId, names, count, maxLength); }, ExportErrorLine::kComErrorText);
 }
 
 extern "C" HRESULT TavMovieMakerSetCompressor(int writerId, const wchar_t* name, bool* pHasDialog) {

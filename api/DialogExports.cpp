@@ -40,8 +40,8 @@ HRESULT ShowCompressorDlg(int id, HWND parent) {
       CAUUID list = {0, nullptr};
       if (SUCCEEDED(pages->GetPages(&list))) {
         IUnknown* object = writer->m_pVideoCompressor;
-        OleCreatePropertyFrame(parent, 30, 30, L"Video compressor properties", 1, &object, list.cElems,
-                               list.pElems, 0, 0, nullptr);
+        OleCreatePropertyFrame(parent, 30, 30, L"Video compressor properties", 1, &object, list.cElems, list.pElems, 0,
+                               0, nullptr);
         CoTaskMemFree(list.pElems);
       }
     } else {

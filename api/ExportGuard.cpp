@@ -13,6 +13,6 @@ void LogExportException(const char* exportName, HRESULT hr, ExportErrorLine line
     LogComError(exportName, step, hr, static_cast<int>(hr));
     return;
   }
-  TAV_LOG(L".\\TavMovieMaker", exportName, LOG_SEV_ERROR, static_cast<int>(hr), L"%hs -> exception 0x%08X",
-          exportName, static_cast<unsigned>(hr));
+  TAV_LOG(L".\\TavMovieMaker", exportName, LOG_SEV_ERROR, static_cast<int>(hr), L"%hs -> exception 0x%08X", exportName,
+          static_cast<unsigned>(hr));
 }

@@ -24,8 +24,7 @@ enum class ExportErrorLine {
 };
 
 // Writes the ERROR line for `hr` under `exportName`.
-void LogExportException(const char* exportName, HRESULT hr,
-                        ExportErrorLine line = ExportErrorLine::kExceptionCode);
+void LogExportException(const char* exportName, HRESULT hr, ExportErrorLine line = ExportErrorLine::kExceptionCode);
 
 template <class Body>
 HRESULT GuardExport(const char* exportName, Body&& body,

@@ -237,15 +237,12 @@ HRESULT HandOver(const HandOverKind& kind, int id, void* pData, unsigned size, U
   if (kind.streamEnding(writer)) return StreamEndedResult(kind, writer);
   // A time-out returns still owning the mutex, on purpose: this thread may
   // go on, any other blocks above.
-  if (!WaitLogged(kind, writer->*kind.bufferReady, kind.readyEnterText, kind.readyTimeOutText,
-                  kind.readyLeaveText))
+  if (!WaitLogged(kind, writer->*kind.bufferReady, kind.readyEnterText, kind.readyTimeOutText, kind.readyLeaveText))
     return TimeOutResult(writer);
 
   BYTE* data = static_cast<BYTE*>(pData);
-  if (number == kNoNumber)
-    (writer->*kind.add)(data, static_cast<int>(size), time);
-  else
-    (writer->*kind.add2)(data, static_cast<int>(size), time, number);
+  if (number == kNoNumber) (writer->*kind.add)(data, static_cast<int>(size), time);
+  else (writer->*kind.add2)(data, static_cast<int>(size), time, number);
   TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, kind.addText);
 
   TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, kind.setEnterText);
@@ -298,8 +295,7 @@ extern "C" HRESULT TavMovieMakerAddMovieFrame(int id, void* pData, unsigned int 
 extern "C" HRESULT TavMovieMakerAddAudioSample2(int id, void* pData, unsigned int size, long long sampleTime,
                                                 long long sampleNumber) {
   return GuardExport(kAudio.function, [&] {
-    return HandOver(kAudio, id, pData, size, static_cast<ULONGLONG>(sampleTime),
-                    static_cast<ULONGLONG>(sampleNumber));
+    return HandOver(kAudio, id, pData, size, static_cast<ULONGLONG>(sampleTime), static_cast<ULONGLONG>(sampleNumber));
   });
 }
 

@@ -112,8 +112,7 @@ void RebindVideoCompressor(CAviWriter* writer, IBindCtx* bindCtx, IMoniker** mon
   if (FAILED(MkParseDisplayName(bindCtx, L"", &eaten, moniker)) || !*moniker) return;
   if (writer->m_pVideoCompressor == nullptr) return;
   writer->m_pVideoCompressor = nullptr;
-  (*moniker)->BindToObject(nullptr, nullptr, IID_IBaseFilter,
-                           reinterpret_cast<void**>(&writer->m_pVideoCompressor));
+  (*moniker)->BindToObject(nullptr, nullptr, IID_IBaseFilter, reinterpret_cast<void**>(&writer->m_pVideoCompressor));
 }
 
 HRESULT InitEx(int width, int height, double fps, void* pFrameData, int* pID) {

@@ -59,8 +59,7 @@ HRESULT TavLogListen(int engineId, unsigned long long moduleKey) { return tavlog
 unsigned long long TavLogModuleKey(void) { return tavlog::ModuleKey(); }
 
 HRESULT TavLogWrite(int engineId, unsigned int severity, int code, const char* function, const wchar_t* message) {
-  return tavlog::WriteHostLine(engineId, severity, code, function, message,
-                               SourceOf(__builtin_return_address(0)));
+  return tavlog::WriteHostLine(engineId, severity, code, function, message, SourceOf(__builtin_return_address(0)));
 }
 
 }  // extern "C"

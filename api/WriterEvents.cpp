@@ -89,4 +89,3 @@ void ResetHandOverEvents(CAviWriter* writer) {
   if (writer->m_hEventAudioBufferReady) ResetEvent(writer->m_hEventAudioBufferReady);
   if (writer->m_hEventSampleReady) ResetEvent(writer->m_hEventFrameReady);  // not SampleReady: kept so
 }
-

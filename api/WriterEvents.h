@@ -21,4 +21,3 @@ void CloseWriterHandles(CAviWriter* writer);
 // Resets BufferDone, BufferReady, FrameReady, the two audio buffer events and,
 // when SampleReady exists, FrameReady once more; SampleReady keeps its state.
 void ResetHandOverEvents(CAviWriter* writer);
-

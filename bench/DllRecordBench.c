@@ -31,8 +31,7 @@ typedef struct {
   TavMovieMakerAddMovieFrame2Fn AddMovieFrame2;
 } MovieMaker;
 
-#define FIND(dll, field, name) \
-  (((field) = (__typeof__(field))(void (*)(void))GetProcAddress((dll), (name))) != NULL)
+#define FIND(dll, field, name) (((field) = (__typeof__(field))(void (*)(void))GetProcAddress((dll), (name))) != NULL)
 
 static double Seconds(void) {
   LARGE_INTEGER f, t;

@@ -23,8 +23,7 @@ namespace {
 SIZE_T PrivateBytes() {
   PROCESS_MEMORY_COUNTERS_EX pmc = {};
   pmc.cb = sizeof(pmc);
-  GetProcessMemoryInfo(GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&pmc),
-                       sizeof(pmc));
+  GetProcessMemoryInfo(GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&pmc), sizeof(pmc));
   // Wine leaves PrivateUsage at 0; the committed bytes are in PagefileUsage.
   return pmc.PrivateUsage != 0 ? pmc.PrivateUsage : pmc.PagefileUsage;
 }
@@ -58,9 +57,8 @@ int main(int argc, char** argv) {
   int rc = 1;
   {
     tavtest::TestGraph graph;
-    if (FAILED(graph.created()) || FAILED(graph.Add(filter, L"RAW Data Filter")) ||
-        FAILED(graph.Add(sink, L"Sink")) || FAILED(graph.ConnectFirstPins(filter, sink)) ||
-        FAILED(graph.Run())) {
+    if (FAILED(graph.created()) || FAILED(graph.Add(filter, L"RAW Data Filter")) || FAILED(graph.Add(sink, L"Sink")) ||
+        FAILED(graph.ConnectFirstPins(filter, sink)) || FAILED(graph.Run())) {
       std::printf("graph setup failed\n");
     } else {
       std::vector<BYTE> frame(filter->m_pPin->m_pbmi->biSizeImage, 0x5A);
@@ -85,13 +83,11 @@ int main(int argc, char** argv) {
       sink->WaitForEndOfStream(5000);
       graph.Stop();
       const double mb = static_cast<double>(frame.size()) * frames / (1024.0 * 1024.0);
-      std::printf("frames: %d (%ux%d RGB24, %u bytes each), failed hand-overs: %d\n", frames, width,
-                  height, static_cast<unsigned>(frame.size()), failed);
-      std::printf("time: %.3f s, %.1f frames/s, %.1f MB/s copied\n", elapsed, frames / elapsed,
-                  mb / elapsed);
-      std::printf("committed bytes: %.1f MB before, %.1f MB after (%+.1f KB)\n",
-                  before / (1024.0 * 1024.0), after / (1024.0 * 1024.0),
-                  (static_cast<double>(after) - static_cast<double>(before)) / 1024.0);
+      std::printf("frames: %d (%ux%d RGB24, %u bytes each), failed hand-overs: %d\n", frames, width, height,
+                  static_cast<unsigned>(frame.size()), failed);
+      std::printf("time: %.3f s, %.1f frames/s, %.1f MB/s copied\n", elapsed, frames / elapsed, mb / elapsed);
+      std::printf("committed bytes: %.1f MB before, %.1f MB after (%+.1f KB)\n", before / (1024.0 * 1024.0),
+                  after / (1024.0 * 1024.0), (static_cast<double>(after) - static_cast<double>(before)) / 1024.0);
       rc = failed == 0 ? 0 : 1;
     }
   }

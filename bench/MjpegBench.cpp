@@ -43,12 +43,12 @@ double Median(std::vector<double> values) {
 // ffmpeg's average PSNR (RGB) of a movie against the looped source frames.
 double Psnr(const std::string& movie, const std::string& source, int frames) {
   const int loops = (frames + kDistinctFrames - 1) / kDistinctFrames - 1;
-  UnixResult r = RunUnixCommand("ffmpeg -hide_banner -nostats -i " + ShellQuote(movie) +
-                                    " -stream_loop " + std::to_string(loops) +
-                                    " -f rawvideo -pix_fmt rgb24 -s 1920x1080 -i " + ShellQuote(source) +
-                                    " -lavfi '[0:v]format=rgb24[a];[1:v]format=rgb24[b];[a][b]psnr' -frames:v " +
-                                    std::to_string(frames) + " -f null - 2>&1",
-                                600000);
+  UnixResult r =
+      RunUnixCommand("ffmpeg -hide_banner -nostats -i " + ShellQuote(movie) + " -stream_loop " + std::to_string(loops) +
+                         " -f rawvideo -pix_fmt rgb24 -s 1920x1080 -i " + ShellQuote(source) +
+                         " -lavfi '[0:v]format=rgb24[a];[1:v]format=rgb24[b];[a][b]psnr' -frames:v " +
+                         std::to_string(frames) + " -f null - 2>&1",
+                     600000);
   const size_t at = r.output.find("average:");
   return at == std::string::npos ? -1 : std::atof(r.output.c_str() + at + 8);
 }
@@ -65,9 +65,8 @@ double FfmpegRun(const std::string& source, const std::string& movie, int qualit
   const double start = Seconds();
   UnixResult r = RunUnixCommand("ffmpeg -v error -y -stream_loop " + std::to_string(loops) +
                                     " -f rawvideo -pix_fmt rgb24 -s 1920x1080 -r 25 -i " + ShellQuote(source) +
-                                    " -frames:v " + std::to_string(frames) +
-                                    " -c:v mjpeg -pix_fmt yuvj420p -q:v " + std::to_string(quality) + " " +
-                                    ShellQuote(movie) + " 2>&1",
+                                    " -frames:v " + std::to_string(frames) + " -c:v mjpeg -pix_fmt yuvj420p -q:v " +
+                                    std::to_string(quality) + " " + ShellQuote(movie) + " 2>&1",
                                 600000);
   const double seconds = Seconds() - start;
   if (r.exitCode != 0) {
@@ -154,8 +153,7 @@ int main(int argc, char** argv) {
     if (tav <= 0 || ffmpeg <= 0) return 1;
     tavFps.push_back(frames / tav);
     ffmpegFps.push_back(frames / ffmpeg);
-    std::printf("run %d: Tav MJPEG %6.1f frames/s   ffmpeg %6.1f frames/s\n", run, tavFps.back(),
-                ffmpegFps.back());
+    std::printf("run %d: Tav MJPEG %6.1f frames/s   ffmpeg %6.1f frames/s\n", run, tavFps.back(), ffmpegFps.back());
   }
   std::printf("median of %d runs, %d frames of %dx%d RGB24: Tav MJPEG %.1f frames/s, ffmpeg mjpeg %.1f frames/s\n",
               runs, frames, kWidth, kHeight, Median(tavFps), Median(ffmpegFps));

@@ -41,7 +41,8 @@ int wmain(int argc, wchar_t** argv) {
   const unsigned frameSize = stride * (unsigned)height;
   if (width <= 0 || height <= 0 || frames <= 0) return Fail("arguments", E_INVALIDARG);
 
-  HANDLE raw = CreateFileW(argv[1], GENERIC_READ, FILE_SHARE_READ, NULL, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, NULL);
+  HANDLE raw =
+      CreateFileW(argv[1], GENERIC_READ, FILE_SHARE_READ, NULL, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, NULL);
   LARGE_INTEGER rawSize;
   if (raw == INVALID_HANDLE_VALUE || !GetFileSizeEx(raw, &rawSize) || rawSize.QuadPart < frameSize)
     return Fail("opening the raw frames", HRESULT_FROM_WIN32(GetLastError()));

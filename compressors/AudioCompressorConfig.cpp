@@ -18,8 +18,7 @@ const char kFunction[] = "AudioCompressorConfig";
 DWORD TargetRate(DWORD averageBytesPerSecond) { return ((averageBytesPerSecond + 1023) / 1024) * 8; }
 
 const WAVEFORMATEX* WaveFormatOf(const AM_MEDIA_TYPE* type) {
-  if (type->formattype != FORMAT_WaveFormatEx || type->pbFormat == nullptr ||
-      type->cbFormat < sizeof(WAVEFORMATEX))
+  if (type->formattype != FORMAT_WaveFormatEx || type->pbFormat == nullptr || type->cbFormat < sizeof(WAVEFORMATEX))
     return nullptr;
   return reinterpret_cast<const WAVEFORMATEX*>(type->pbFormat);
 }

@@ -16,8 +16,8 @@ const wchar_t kFile[] = L".\\TavMovieMaker";
 // A category's entries, read from its device monikers.
 struct EnumeratedTable {
   CompressorEntry* pEntries = nullptr;
-  int nFilled = 0;      // entries written (fixed entry included)
-  int nMaxName = 0;     // longest friendly name read, in characters
+  int nFilled = 0;   // entries written (fixed entry included)
+  int nMaxName = 0;  // longest friendly name read, in characters
 };
 
 // Enumerates `category` into a new zeroed table of (monikers + 1) entries.
@@ -46,8 +46,7 @@ HRESULT EnumerateCategory(REFCLSID category, int firstIndex, EnumeratedTable& ta
   int i = firstIndex;
   while (i < limit && monikers->Next(1, &moniker, nullptr) == S_OK) {
     IPropertyBagPtr bag;
-    if (FAILED(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, reinterpret_cast<void**>(&bag))))
-      continue;
+    if (FAILED(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, reinterpret_cast<void**>(&bag)))) continue;
     VARIANT name;
     VariantInit(&name);
     if (SUCCEEDED(bag->Read(L"FriendlyName", &name, nullptr)) && name.vt == VT_BSTR && name.bstrVal) {
@@ -72,10 +71,8 @@ void CopyNames(const CompressorEntry* table, int tableCount, wchar_t** names, in
     wchar_t* buffer = names[i];
     if (buffer == nullptr || maxLength <= 0) continue;
     const wchar_t* name = (table != nullptr && i < tableCount) ? table[i].szName : L"";
-    if (wcslen(name) < static_cast<size_t>(maxLength))
-      wcscpy_s(buffer, static_cast<size_t>(maxLength), name);
-    else
-      buffer[0] = L'\0';
+    if (wcslen(name) < static_cast<size_t>(maxLength)) wcscpy_s(buffer, static_cast<size_t>(maxLength), name);
+    else buffer[0] = L'\0';
   }
 }
 
@@ -129,8 +126,7 @@ HRESULT GetVideoCompressors(CompressorTableRecords& records, int writerId, wchar
 
 HRESULT GetAudioCompressors(CompressorTableRecords& records, int writerId, wchar_t** names, int* count,
                             int* maxLength) {
-  TAV_LOG(kFile, "TavMovieMakerGetAudioCompressors", LOG_SEV_TRACE, 0,
-          L"TavMovieMakerGetAudioCompressors -> Enter");
+  TAV_LOG(kFile, "TavMovieMakerGetAudioCompressors", LOG_SEV_TRACE, 0, L"TavMovieMakerGetAudioCompressors -> Enter");
   CAviWriter& writer = LoadedWriter();
   if (!writer.m_pAudioSource) {
     TAV_LOG(kFile, "TavMovieMakerGetAudioCompressors", LOG_SEV_TRACE, 0,
@@ -151,8 +147,7 @@ HRESULT GetAudioCompressors(CompressorTableRecords& records, int writerId, wchar
     // buffers by it); it stays zeroed, an empty name.
     const int reported = table.nFilled + 1;
 
-    ReplaceTable(records, writerId, writer.m_pAudioCompressors, writer.m_nAudioCompressors, table.pEntries,
-                 reported);
+    ReplaceTable(records, writerId, writer.m_pAudioCompressors, writer.m_nAudioCompressors, table.pEntries, reported);
     *maxLength = table.nMaxName + 2;
     *count = reported;
     records.StoreAudioTable(writerId, table.pEntries, reported);
@@ -163,7 +158,6 @@ HRESULT GetAudioCompressors(CompressorTableRecords& records, int writerId, wchar
     }
     CopyNames(writer.m_pAudioCompressors, writer.m_nAudioCompressors, names, *count, *maxLength);
   }
-  TAV_LOG(kFile, "TavMovieMakerGetAudioCompressors", LOG_SEV_TRACE, 0,
-          L"TavMovieMakerGetAudioCompressors -> Leave");
+  TAV_LOG(kFile, "TavMovieMakerGetAudioCompressors", LOG_SEV_TRACE, 0, L"TavMovieMakerGetAudioCompressors -> Leave");
   return S_OK;
 }

@@ -13,8 +13,6 @@
 
 #include "compressors/CompressorTableRecords.h"
 
-HRESULT GetVideoCompressors(CompressorTableRecords& records, int writerId, wchar_t** names, int* count,
-                            int* maxLength);
+HRESULT GetVideoCompressors(CompressorTableRecords& records, int writerId, wchar_t** names, int* count, int* maxLength);
 // S_FALSE when the loaded writer has no audio source filter.
-HRESULT GetAudioCompressors(CompressorTableRecords& records, int writerId, wchar_t** names, int* count,
-                            int* maxLength);
+HRESULT GetAudioCompressors(CompressorTableRecords& records, int writerId, wchar_t** names, int* count, int* maxLength);

@@ -127,10 +127,8 @@ HRESULT SetAudioCompressor(CompressorTableRecords& records, int writerId, const 
   const int i = FindEntry(writer.m_pAudioCompressors, writer.m_nAudioCompressors, name);
   if (i >= 0) {
     IMonikerPtr moniker = EntryMoniker(writer.m_pAudioCompressors[i]);
-    if (moniker)
-      BindFilter(moniker, writer.m_pAudioCompressor);
-    else
-      writer.m_pAudioCompressor = nullptr;
+    if (moniker) BindFilter(moniker, writer.m_pAudioCompressor);
+    else writer.m_pAudioCompressor = nullptr;
     writer.m_iAudioCompressor = i;
     writer.m_bAudioCompressed = 1;
   }

@@ -15,21 +15,16 @@ CUnknown* WINAPI CAudioSource::CreateInstance(LPUNKNOWN pUnk, HRESULT* phr) {
 }
 
 CAudioSource::CAudioSource(LPUNKNOWN pUnk, HRESULT* phr)
-    : CSource(L"Audio Capture", pUnk, CLSID_AudioSource),
-      m_pPin(nullptr),
-      m_uFirstFrameTime(0),
-      m_uLastFrameNumber(0) {
+    : CSource(L"Audio Capture", pUnk, CLSID_AudioSource), m_pPin(nullptr), m_uFirstFrameTime(0), m_uLastFrameNumber(0) {
   m_pPin = new (std::nothrow) CPinAudioStream(phr, this);
   if (m_pPin == nullptr && phr != nullptr) *phr = E_OUTOFMEMORY;
 }
 
 CAudioSource::~CAudioSource() {
-  TAV_LOG(AUDIO_FILE, "CAudioSource::~CAudioSource", LOG_SEV_TRACE, 0,
-          L"CAudioSource::~CAudioSource -> Enter");
+  TAV_LOG(AUDIO_FILE, "CAudioSource::~CAudioSource", LOG_SEV_TRACE, 0, L"CAudioSource::~CAudioSource -> Enter");
   delete m_pPin;
   m_pPin = nullptr;
-  TAV_LOG(AUDIO_FILE, "CAudioSource::~CAudioSource", LOG_SEV_TRACE, 0,
-          L"CAudioSource::~CAudioSource -> Leave");
+  TAV_LOG(AUDIO_FILE, "CAudioSource::~CAudioSource", LOG_SEV_TRACE, 0, L"CAudioSource::~CAudioSource -> Leave");
 }
 
 HRESULT STDMETHODCALLTYPE CAudioSource::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
@@ -37,8 +32,7 @@ HRESULT STDMETHODCALLTYPE CAudioSource::NonDelegatingQueryInterface(REFIID riid,
   return CSource::NonDelegatingQueryInterface(riid, ppv);
 }
 
-HRESULT STDMETHODCALLTYPE CAudioSource::InitParam2(int bitsPerSample, UINT id,
-                                                   UINT buffersPerSecond) {
+HRESULT STDMETHODCALLTYPE CAudioSource::InitParam2(int bitsPerSample, UINT id, UINT buffersPerSecond) {
   static const char kFn[] = "CAudioSource::InitParam2";
   TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"CAudioSource::InitParam2 -> Enter");
   if (m_pPin == nullptr) {
@@ -96,8 +90,7 @@ HRESULT STDMETHODCALLTYPE CAudioSource::InitParam2(int bitsPerSample, UINT id,
   return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE CAudioSource::SetEventHandles(HANDLE hSampleReady,
-                                                        HANDLE hAudioBufferReady,
+HRESULT STDMETHODCALLTYPE CAudioSource::SetEventHandles(HANDLE hSampleReady, HANDLE hAudioBufferReady,
                                                         HANDLE hAudioBufferDone) {
   HANDLE hProcess = GetCurrentProcess();
   HANDLE* targets[3] = {&m_pPin->m_hEventSampleReady, &m_pPin->m_hEventAudioBufferReady,
@@ -141,8 +134,7 @@ HRESULT STDMETHODCALLTYPE CAudioSource::AddFrame2(BYTE* pData, int size, unsigne
     // frame_time: the slots counted so far in 100-ns units (the sample
     // duration times the count); curr_frame_time: this block's offset.
     unsigned __int64 duration = 10000000ull / static_cast<unsigned>(pPin->EffectiveBuffersPerSecond());
-    TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0,
-            L"m_cFramesTotal=%i, frame_time=%i, curr_frame_time=%i, frame_num=%i",
+    TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"m_cFramesTotal=%i, frame_time=%i, curr_frame_time=%i, frame_num=%i",
             static_cast<int>(pPin->m_cFramesTotal),
             static_cast<UINT>(duration * static_cast<unsigned __int64>(pPin->m_cFramesTotal)),
             static_cast<UINT>(time - m_uFirstFrameTime), static_cast<UINT>(frameNumber));
@@ -150,8 +142,7 @@ HRESULT STDMETHODCALLTYPE CAudioSource::AddFrame2(BYTE* pData, int size, unsigne
     if (diff >= 2) {
       pPin->m_cDrop = static_cast<LONGLONG>(diff - 1);
       pPin->m_cFramesTotal += pPin->m_cDrop;
-      TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"Frame dropped: m_pPin->m_cDrop=%i",
-              static_cast<int>(pPin->m_cDrop));
+      TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"Frame dropped: m_pPin->m_cDrop=%i", static_cast<int>(pPin->m_cDrop));
     }
   } else {
     m_uFirstFrameTime = time;

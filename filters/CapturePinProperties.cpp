@@ -5,8 +5,7 @@
 
 namespace capturepin {
 
-HRESULT Get(REFGUID guidPropSet, DWORD dwPropID, LPVOID pPropData, DWORD cbPropData,
-            DWORD* pcbReturned) {
+HRESULT Get(REFGUID guidPropSet, DWORD dwPropID, LPVOID pPropData, DWORD cbPropData, DWORD* pcbReturned) {
   if (guidPropSet != AMPROPSETID_Pin) return E_PROP_SET_UNSUPPORTED;
   if (dwPropID != AMPROPERTY_PIN_CATEGORY) return E_PROP_ID_UNSUPPORTED;
   if (pPropData == nullptr && pcbReturned == nullptr) return E_POINTER;

@@ -8,8 +8,7 @@
 
 namespace capturepin {
 
-HRESULT Get(REFGUID guidPropSet, DWORD dwPropID, LPVOID pPropData, DWORD cbPropData,
-            DWORD* pcbReturned);
+HRESULT Get(REFGUID guidPropSet, DWORD dwPropID, LPVOID pPropData, DWORD cbPropData, DWORD* pcbReturned);
 HRESULT QuerySupported(REFGUID guidPropSet, DWORD dwPropID, DWORD* pTypeSupport);
 
 }  // namespace capturepin

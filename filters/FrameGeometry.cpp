@@ -21,8 +21,6 @@ LONG ClampHeight(int height) {
   return magnitude > kMaxDimension ? kMaxDimension : static_cast<LONG>(magnitude);
 }
 
-LONG RowStride(const BITMAPINFOHEADER& bmi) {
-  return (bmi.biWidth * (bmi.biBitCount / 8) + 3) & ~3;
-}
+LONG RowStride(const BITMAPINFOHEADER& bmi) { return (bmi.biWidth * (bmi.biBitCount / 8) + 3) & ~3; }
 
 }  // namespace framegeometry

@@ -20,23 +20,20 @@ extern const IID IID_IAudio;                 // {68B04166-FCDD-48A4-8CF8-D7CC898
 
 struct IMovie : public IUnknown {
   // The integer-rate form of IMovie2::InitParam2.
-  virtual HRESULT STDMETHODCALLTYPE InitParam(UINT width, UINT height, int fps, UINT reserved,
-                                              UINT id) = 0;
+  virtual HRESULT STDMETHODCALLTYPE InitParam(UINT width, UINT height, int fps, UINT reserved, UINT id) = 0;
   // Hands over one frame (the buffer must stay valid until the pin signals
   // "buffer done"); null data, size 0 and time 0 mark a break.
   virtual HRESULT STDMETHODCALLTYPE AddFrame(BYTE* pData, int size, unsigned __int64 time) = 0;
   // Ends the stream: the pin's next (or current) FillBuffer returns S_FALSE.
   virtual HRESULT STDMETHODCALLTYPE ReleaseFilterData() = 0;
   // Gives the pin duplicates of the three hand-over events.
-  virtual HRESULT STDMETHODCALLTYPE SetEventHandles(HANDLE hFrameReady, HANDLE hBufferReady,
-                                                    HANDLE hBufferDone) = 0;
+  virtual HRESULT STDMETHODCALLTYPE SetEventHandles(HANDLE hFrameReady, HANDLE hBufferReady, HANDLE hBufferDone) = 0;
 };
 
 struct IMovie2 : public IMovie {
   // Geometry (a negative height means bottom-up rows), rate, counters, and
   // opens still-missing events by name.
-  virtual HRESULT STDMETHODCALLTYPE InitParam2(UINT width, int height, double fps, UINT reserved,
-                                               UINT id) = 0;
+  virtual HRESULT STDMETHODCALLTYPE InitParam2(UINT width, int height, double fps, UINT reserved, UINT id) = 0;
   // Like AddFrame, with gap detection by frame number; all four null/0 is a break.
   virtual HRESULT STDMETHODCALLTYPE AddFrame2(BYTE* pData, int size, unsigned __int64 time,
                                               unsigned __int64 frameNumber) = 0;
@@ -47,8 +44,7 @@ struct IMovie2 : public IMovie {
 struct IAudio : public IUnknown {
   // 16 bits selects 16-bit PCM, anything else 24-bit extensible PCM;
   // buffersPerSecond sets the buffer size and the sample duration.
-  virtual HRESULT STDMETHODCALLTYPE InitParam2(int bitsPerSample, UINT id,
-                                               UINT buffersPerSecond) = 0;
+  virtual HRESULT STDMETHODCALLTYPE InitParam2(int bitsPerSample, UINT id, UINT buffersPerSecond) = 0;
   virtual HRESULT STDMETHODCALLTYPE AddFrame(BYTE* pData, int size, unsigned __int64 time) = 0;
   virtual HRESULT STDMETHODCALLTYPE AddFrame2(BYTE* pData, int size, unsigned __int64 time,
                                               unsigned __int64 frameNumber) = 0;

@@ -38,8 +38,7 @@ bool MakeOfferedType(int iPosition, CMediaType* pmt) {
     pwfx->cbSize = 0;
     pmt->SetSampleSize(2);
   } else {
-    auto* pwfe = reinterpret_cast<WAVEFORMATEXTENSIBLE*>(
-        pmt->AllocFormatBuffer(sizeof(WAVEFORMATEXTENSIBLE)));
+    auto* pwfe = reinterpret_cast<WAVEFORMATEXTENSIBLE*>(pmt->AllocFormatBuffer(sizeof(WAVEFORMATEXTENSIBLE)));
     if (pwfe == nullptr) return false;
     pwfe->Format.wFormatTag = WAVE_FORMAT_EXTENSIBLE;
     pwfe->Format.nChannels = 2;
@@ -118,23 +117,20 @@ HRESULT CPinAudioStream::CheckMediaType(const CMediaType* pmt) {
   for (int position = 0;; ++position) {
     CMediaType offered;
     if (GetMediaType(position, &offered) != S_OK) return E_FAIL;
-    if (pmt->majortype == offered.majortype &&
-        (pmt->subtype == GUID_NULL || pmt->subtype == offered.subtype)) {
+    if (pmt->majortype == offered.majortype && (pmt->subtype == GUID_NULL || pmt->subtype == offered.subtype)) {
       return S_OK;
     }
   }
 }
 
-HRESULT CPinAudioStream::DecideBufferSize(IMemAllocator* pAlloc,
-                                          ALLOCATOR_PROPERTIES* pProperties) {
+HRESULT CPinAudioStream::DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pProperties) {
   if (pAlloc == nullptr || pProperties == nullptr) return E_POINTER;
   CAutoLock lock(m_pSourceFilter->pStateLock());
   // A connection type without a wave format cannot be sized.
   if (m_mt.pbFormat == nullptr || m_mt.cbFormat < sizeof(WAVEFORMATEX)) return E_FAIL;
   const auto* pwfx = reinterpret_cast<const WAVEFORMATEX*>(m_mt.pbFormat);
   pProperties->cBuffers = 1;
-  pProperties->cbBuffer = static_cast<long>(
-      pwfx->nAvgBytesPerSec / static_cast<unsigned>(EffectiveBuffersPerSecond()));
+  pProperties->cbBuffer = static_cast<long>(pwfx->nAvgBytesPerSec / static_cast<unsigned>(EffectiveBuffersPerSecond()));
   ALLOCATOR_PROPERTIES Actual = {};
   HRESULT hr = pAlloc->SetProperties(pProperties, &Actual);
   return FAILED(hr) ? hr : S_OK;
@@ -176,11 +172,9 @@ HRESULT CPinAudioStream::FillBuffer(IMediaSample* pSample) {
   TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"WaitForSingleObject->Leave m_hEventSampleReady");
 
   if (m_bStop) {
-    TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0,
-            L"SetEvent->Enter m_hEventAudioBufferDone with m_bStop");
+    TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Enter m_hEventAudioBufferDone with m_bStop");
     SetEvent(m_hEventAudioBufferDone);
-    TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0,
-            L"SetEvent->Leave m_hEventAudioBufferDone with m_bStop");
+    TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Leave m_hEventAudioBufferDone with m_bStop");
     TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"CPinAudioStream::FillBuffer -> Return 2");
     return S_FALSE;
   }
@@ -212,17 +206,17 @@ HRESULT CPinAudioStream::FillBuffer(IMediaSample* pSample) {
   BOOL bDiscontinuity = FALSE;
   BOOL bSyncPoint = TRUE;
   if (m_cDrop != 0) {
-    m_iSampleNumber = static_cast<LONGLONG>(static_cast<unsigned __int64>(m_iSampleNumber) +
-                                            static_cast<unsigned __int64>(m_cDrop));
+    m_iSampleNumber =
+        static_cast<LONGLONG>(static_cast<unsigned __int64>(m_iSampleNumber) + static_cast<unsigned __int64>(m_cDrop));
     m_cDrop = 0;
     bDiscontinuity = TRUE;
     bSyncPoint = FALSE;
   }
   pSample->SetDiscontinuity(bDiscontinuity);
-  REFERENCE_TIME rtStart = static_cast<REFERENCE_TIME>(
-      static_cast<unsigned __int64>(m_iSampleNumber) * static_cast<unsigned __int64>(rtDuration));
-  REFERENCE_TIME rtStop = static_cast<REFERENCE_TIME>(static_cast<unsigned __int64>(rtStart) +
-                                                      static_cast<unsigned __int64>(rtDuration));
+  REFERENCE_TIME rtStart = static_cast<REFERENCE_TIME>(static_cast<unsigned __int64>(m_iSampleNumber) *
+                                                       static_cast<unsigned __int64>(rtDuration));
+  REFERENCE_TIME rtStop =
+      static_cast<REFERENCE_TIME>(static_cast<unsigned __int64>(rtStart) + static_cast<unsigned __int64>(rtDuration));
   pSample->SetTime(&rtStart, &rtStop);
   pSample->SetSyncPoint(bSyncPoint);
   m_iSampleNumber = static_cast<LONGLONG>(static_cast<unsigned __int64>(m_iSampleNumber) + 1u);
@@ -252,8 +246,7 @@ HRESULT STDMETHODCALLTYPE CPinAudioStream::GetNumberOfCapabilities(int* piCount,
   return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE CPinAudioStream::GetStreamCaps(int iIndex, AM_MEDIA_TYPE** ppmt,
-                                                         BYTE* pSCC) {
+HRESULT STDMETHODCALLTYPE CPinAudioStream::GetStreamCaps(int iIndex, AM_MEDIA_TYPE** ppmt, BYTE* pSCC) {
   if (iIndex > 1) return S_FALSE;
   if (ppmt == nullptr || pSCC == nullptr) return E_POINTER;
   CMediaType mt;
@@ -277,17 +270,13 @@ HRESULT STDMETHODCALLTYPE CPinAudioStream::GetStreamCaps(int iIndex, AM_MEDIA_TY
   return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE CPinAudioStream::Set(REFGUID, DWORD, LPVOID, DWORD, LPVOID, DWORD) {
-  return E_NOTIMPL;
-}
+HRESULT STDMETHODCALLTYPE CPinAudioStream::Set(REFGUID, DWORD, LPVOID, DWORD, LPVOID, DWORD) { return E_NOTIMPL; }
 
-HRESULT STDMETHODCALLTYPE CPinAudioStream::Get(REFGUID guidPropSet, DWORD dwPropID, LPVOID,
-                                               DWORD, LPVOID pPropData, DWORD cbPropData,
-                                               DWORD* pcbReturned) {
+HRESULT STDMETHODCALLTYPE CPinAudioStream::Get(REFGUID guidPropSet, DWORD dwPropID, LPVOID, DWORD, LPVOID pPropData,
+                                               DWORD cbPropData, DWORD* pcbReturned) {
   return capturepin::Get(guidPropSet, dwPropID, pPropData, cbPropData, pcbReturned);
 }
 
-HRESULT STDMETHODCALLTYPE CPinAudioStream::QuerySupported(REFGUID guidPropSet, DWORD dwPropID,
-                                                          DWORD* pTypeSupport) {
+HRESULT STDMETHODCALLTYPE CPinAudioStream::QuerySupported(REFGUID guidPropSet, DWORD dwPropID, DWORD* pTypeSupport) {
   return capturepin::QuerySupported(guidPropSet, dwPropID, pTypeSupport);
 }

@@ -55,8 +55,7 @@ CPushPinReadRAW::CPushPinReadRAW(HRESULT* phr, CPushSourceReadRAW* pFilter)
   TAV_LOG(READRAW_FILE, "CPushPinReadRAW::CPushPinReadRAW", LOG_SEV_TRACE, 0,
           L"CPushPinReadRAW::CPushPinReadRAW -> Enter");
   // Aligned storage for the 44-byte header block.
-  m_pbmi = reinterpret_cast<BITMAPINFOHEADER*>(
-      new (std::nothrow) DWORD[kFrameHeaderBytes / sizeof(DWORD)]());
+  m_pbmi = reinterpret_cast<BITMAPINFOHEADER*>(new (std::nothrow) DWORD[kFrameHeaderBytes / sizeof(DWORD)]());
   if (m_pbmi != nullptr) {
     m_pbmi->biSize = sizeof(BITMAPINFOHEADER);
     m_pbmi->biWidth = 500;
@@ -160,15 +159,13 @@ HRESULT CPushPinReadRAW::CheckMediaType(const CMediaType* pmt) {
   for (int position = 0;; ++position) {
     CMediaType offered;
     if (GetMediaType(position, &offered) != S_OK) return E_FAIL;
-    if (pmt->majortype == offered.majortype &&
-        (pmt->subtype == GUID_NULL || pmt->subtype == offered.subtype)) {
+    if (pmt->majortype == offered.majortype && (pmt->subtype == GUID_NULL || pmt->subtype == offered.subtype)) {
       return S_OK;
     }
   }
 }
 
-HRESULT CPushPinReadRAW::DecideBufferSize(IMemAllocator* pAlloc,
-                                          ALLOCATOR_PROPERTIES* pProperties) {
+HRESULT CPushPinReadRAW::DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pProperties) {
   static const char kFn[] = "CPushPinReadRAW::DecideBufferSize";
   TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"CPushPinReadRAW::DecideBufferSize -> Enter");
   if (pAlloc == nullptr || pProperties == nullptr) return E_POINTER;
@@ -220,8 +217,8 @@ HRESULT CPushPinReadRAW::FillBuffer(IMediaSample* pSample) {
     TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Enter m_hEventBufferDone with m_bStop");
     SetEvent(m_hEventBufferDone);
     TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Leave m_hEventBufferDone with m_bStop");
-    TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"Total frames written: %d, dropped: %d",
-            m_cFramesTotal, m_cDroppedTotal);
+    TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"Total frames written: %d, dropped: %d", m_cFramesTotal,
+            m_cDroppedTotal);
     TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"CPushPinReadRAW::FillBuffer -> Return 2");
     return S_FALSE;
   }
@@ -256,9 +253,9 @@ HRESULT CPushPinReadRAW::FillBuffer(IMediaSample* pSample) {
   }
   pSample->SetDiscontinuity(bDiscontinuity);
   // Unsigned multiplication: an absurd slot count wraps instead of overflowing.
-  REFERENCE_TIME rtStart = static_cast<REFERENCE_TIME>(
-      static_cast<unsigned __int64>(static_cast<__int64>(m_iSampleNumber)) *
-      static_cast<unsigned __int64>(m_rtFrameLength));
+  REFERENCE_TIME rtStart =
+      static_cast<REFERENCE_TIME>(static_cast<unsigned __int64>(static_cast<__int64>(m_iSampleNumber)) *
+                                  static_cast<unsigned __int64>(m_rtFrameLength));
   REFERENCE_TIME rtStop = static_cast<REFERENCE_TIME>(static_cast<unsigned __int64>(rtStart) +
                                                       static_cast<unsigned __int64>(m_rtFrameLength));
   pSample->SetTime(&rtStart, &rtStop);
@@ -318,8 +315,7 @@ HRESULT STDMETHODCALLTYPE CPushPinReadRAW::GetNumberOfCapabilities(int* piCount,
   return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE CPushPinReadRAW::GetStreamCaps(int iIndex, AM_MEDIA_TYPE** ppmt,
-                                                         BYTE* pSCC) {
+HRESULT STDMETHODCALLTYPE CPushPinReadRAW::GetStreamCaps(int iIndex, AM_MEDIA_TYPE** ppmt, BYTE* pSCC) {
   if (iIndex > 1) return S_FALSE;
   if (ppmt == nullptr || pSCC == nullptr) return E_POINTER;
   // Index 1 has no type and yields an empty one, on purpose.
@@ -341,17 +337,13 @@ HRESULT STDMETHODCALLTYPE CPushPinReadRAW::GetStreamCaps(int iIndex, AM_MEDIA_TY
   return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE CPushPinReadRAW::Set(REFGUID, DWORD, LPVOID, DWORD, LPVOID, DWORD) {
-  return E_NOTIMPL;
-}
+HRESULT STDMETHODCALLTYPE CPushPinReadRAW::Set(REFGUID, DWORD, LPVOID, DWORD, LPVOID, DWORD) { return E_NOTIMPL; }
 
-HRESULT STDMETHODCALLTYPE CPushPinReadRAW::Get(REFGUID guidPropSet, DWORD dwPropID, LPVOID,
-                                               DWORD, LPVOID pPropData, DWORD cbPropData,
-                                               DWORD* pcbReturned) {
+HRESULT STDMETHODCALLTYPE CPushPinReadRAW::Get(REFGUID guidPropSet, DWORD dwPropID, LPVOID, DWORD, LPVOID pPropData,
+                                               DWORD cbPropData, DWORD* pcbReturned) {
   return capturepin::Get(guidPropSet, dwPropID, pPropData, cbPropData, pcbReturned);
 }
 
-HRESULT STDMETHODCALLTYPE CPushPinReadRAW::QuerySupported(REFGUID guidPropSet, DWORD dwPropID,
-                                                          DWORD* pTypeSupport) {
+HRESULT STDMETHODCALLTYPE CPushPinReadRAW::QuerySupported(REFGUID guidPropSet, DWORD dwPropID, DWORD* pTypeSupport) {
   return capturepin::QuerySupported(guidPropSet, dwPropID, pTypeSupport);
 }

@@ -19,14 +19,21 @@ WCHAR g_szOutputPinName[] = L"Output";
 // Unknown codes leave biBitCount as it is.
 void ApplyPixelFormat(BITMAPINFOHEADER* pbmi, UINT code) {
   switch (code) {
-    case 0: pbmi->biBitCount = 24; break;
-    case 1: pbmi->biBitCount = 32; break;
-    case 2: pbmi->biBitCount = 8; break;
+    case 0:
+      pbmi->biBitCount = 24;
+      break;
+    case 1:
+      pbmi->biBitCount = 32;
+      break;
+    case 2:
+      pbmi->biBitCount = 8;
+      break;
     case 3:
       pbmi->biBitCount = 16;
       pbmi->biCompression = MAKEFOURCC('Y', 'U', 'Y', '2');
       break;
-    default: break;
+    default:
+      break;
   }
 }
 
@@ -36,15 +43,15 @@ const AMOVIESETUP_MEDIATYPE CPushSourceReadRAW::s_PinTypes = {&MEDIATYPE_Video, 
 
 const AMOVIESETUP_PIN CPushSourceReadRAW::s_Pin = {
     g_szOutputPinName, FALSE /* rendered */, TRUE /* output */, FALSE /* zero */,
-    FALSE /* many */,  &CLSID_NULL,          nullptr,          1,
+    FALSE /* many */,  &CLSID_NULL,          nullptr,           1,
     &s_PinTypes};
 
-const AMOVIESETUP_FILTER CPushSourceReadRAW::s_FilterSetup = {
-    &CLSID_PushSourceReadRAW, L"TavDSMovieWriter", MERIT_DO_NOT_USE, 1, &s_Pin};
+const AMOVIESETUP_FILTER CPushSourceReadRAW::s_FilterSetup = {&CLSID_PushSourceReadRAW, L"TavDSMovieWriter",
+                                                              MERIT_DO_NOT_USE, 1, &s_Pin};
 
-const CFactoryTemplate CPushSourceReadRAW::s_FactoryTemplate = {
-    L"TavDSMovieWriter", &CLSID_PushSourceReadRAW, CPushSourceReadRAW::CreateInstance, nullptr,
-    &CPushSourceReadRAW::s_FilterSetup};
+const CFactoryTemplate CPushSourceReadRAW::s_FactoryTemplate = {L"TavDSMovieWriter", &CLSID_PushSourceReadRAW,
+                                                                CPushSourceReadRAW::CreateInstance, nullptr,
+                                                                &CPushSourceReadRAW::s_FilterSetup};
 
 CUnknown* WINAPI CPushSourceReadRAW::CreateInstance(LPUNKNOWN pUnk, HRESULT* phr) {
   TAV_LOG(READRAW_FILE, "CPushSourceReadRAW::CreateInstance", LOG_SEV_TRACE, 0,
@@ -89,17 +96,13 @@ HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::NonDelegatingQueryInterface(REFIID
   return CSource::NonDelegatingQueryInterface(riid, ppv);
 }
 
-HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::InitParam(UINT width, UINT height, int fps,
-                                                        UINT reserved, UINT id) {
-  TAV_LOG(READRAW_FILE, "CPushSourceReadRAW::InitParam", LOG_SEV_TRACE, 0,
-          L"CPushSourceReadRAW::InitParam -> Enter");
+HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::InitParam(UINT width, UINT height, int fps, UINT reserved, UINT id) {
+  TAV_LOG(READRAW_FILE, "CPushSourceReadRAW::InitParam", LOG_SEV_TRACE, 0, L"CPushSourceReadRAW::InitParam -> Enter");
   IMovie2* pMovie = this;
-  return pMovie->InitParam2(width, static_cast<int>(height), static_cast<double>(fps), reserved,
-                            id);
+  return pMovie->InitParam2(width, static_cast<int>(height), static_cast<double>(fps), reserved, id);
 }
 
-HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::InitParam2(UINT width, int height, double fps,
-                                                         UINT reserved, UINT id) {
+HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::InitParam2(UINT width, int height, double fps, UINT reserved, UINT id) {
   static const char kFn[] = "CPushSourceReadRAW::InitParam2";
   TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"CPushSourceReadRAW::InitParam2 -> Enter");
   if (m_pPin == nullptr) {
@@ -184,12 +187,10 @@ HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::InitParam2(UINT width, int height,
   return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::SetEventHandles(HANDLE hFrameReady,
-                                                              HANDLE hBufferReady,
+HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::SetEventHandles(HANDLE hFrameReady, HANDLE hBufferReady,
                                                               HANDLE hBufferDone) {
   HANDLE hProcess = GetCurrentProcess();
-  HANDLE* targets[3] = {&m_pPin->m_hEventFrameReady, &m_pPin->m_hEventBufferReady,
-                        &m_pPin->m_hEventBufferDone};
+  HANDLE* targets[3] = {&m_pPin->m_hEventFrameReady, &m_pPin->m_hEventBufferReady, &m_pPin->m_hEventBufferDone};
   HANDLE sources[3] = {hFrameReady, hBufferReady, hBufferDone};
   for (int i = 0; i < 3; ++i) {
     if (*targets[i] != nullptr) CloseHandle(*targets[i]);
@@ -219,23 +220,19 @@ HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::SetFrameData(UINT* pFormat) {
   return S_OK;
 }
 
-HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::AddFrame(BYTE* pData, int size,
-                                                       unsigned __int64 time) {
+HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::AddFrame(BYTE* pData, int size, unsigned __int64 time) {
   return AddFrameCommon("CPushSourceReadRAW::AddFrame", pData, size, time, false, 0);
 }
 
-HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::AddFrame2(BYTE* pData, int size,
-                                                        unsigned __int64 time,
+HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::AddFrame2(BYTE* pData, int size, unsigned __int64 time,
                                                         unsigned __int64 frameNumber) {
   return AddFrameCommon("CPushSourceReadRAW::AddFrame2", pData, size, time, true, frameNumber);
 }
 
-HRESULT CPushSourceReadRAW::AddFrameCommon(const char* kFn, BYTE* pData, int size,
-                                           unsigned __int64 time, bool bByNumber,
-                                           unsigned __int64 frameNumber) {
+HRESULT CPushSourceReadRAW::AddFrameCommon(const char* kFn, BYTE* pData, int size, unsigned __int64 time,
+                                           bool bByNumber, unsigned __int64 frameNumber) {
   TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0,
-          bByNumber ? L"CPushSourceReadRAW::AddFrame2 -> Enter"
-                    : L"CPushSourceReadRAW::AddFrame -> Enter");
+          bByNumber ? L"CPushSourceReadRAW::AddFrame2 -> Enter" : L"CPushSourceReadRAW::AddFrame -> Enter");
 
   bool isBreak = pData == nullptr && size == 0 && time == 0 && (!bByNumber || frameNumber == 0);
   if (isBreak) {
@@ -253,13 +250,11 @@ HRESULT CPushSourceReadRAW::AddFrameCommon(const char* kFn, BYTE* pData, int siz
     const unsigned __int64 N = pPin->m_cFramesTotal;
     if (bByNumber) {
       TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0,
-              L"m_cFramesTotal=%i, frame_time=%i, curr_frame_time=%i, frame_num=%i",
-              pPin->m_cFramesTotal, static_cast<UINT>(D * N), static_cast<UINT>(offset),
-              static_cast<UINT>(frameNumber));
+              L"m_cFramesTotal=%i, frame_time=%i, curr_frame_time=%i, frame_num=%i", pPin->m_cFramesTotal,
+              static_cast<UINT>(D * N), static_cast<UINT>(offset), static_cast<UINT>(frameNumber));
     } else {
-      TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0,
-              L"m_cFramesTotal=%i, frame_time=%i, curr_frame_time=%i", pPin->m_cFramesTotal,
-              static_cast<UINT>(D * N), static_cast<UINT>(offset));
+      TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"m_cFramesTotal=%i, frame_time=%i, curr_frame_time=%i",
+              pPin->m_cFramesTotal, static_cast<UINT>(D * N), static_cast<UINT>(offset));
     }
 
     bool gap;
@@ -275,8 +270,7 @@ HRESULT CPushSourceReadRAW::AddFrameCommon(const char* kFn, BYTE* pData, int siz
     }
     if (gap) {
       pPin->m_cFramesTotal += pPin->m_cDrop;
-      TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"Frame dropped: m_pPin->m_cDrop=%i",
-              pPin->m_cDrop);
+      TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"Frame dropped: m_pPin->m_cDrop=%i", pPin->m_cDrop);
       if (m_bBreakPending) {
         pPin->m_cDrop = 0;
         m_bBreakPending = false;
@@ -299,8 +293,7 @@ HRESULT CPushSourceReadRAW::AddFrameCommon(const char* kFn, BYTE* pData, int siz
   pPin->m_iFrameSize = size;
   pPin->m_uTimeOffset = offset;
   TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0,
-          bByNumber ? L"CPushSourceReadRAW::AddFrame2 -> Leave"
-                    : L"CPushSourceReadRAW::AddFrame -> Leave");
+          bByNumber ? L"CPushSourceReadRAW::AddFrame2 -> Leave" : L"CPushSourceReadRAW::AddFrame -> Leave");
   return S_OK;
 }
 

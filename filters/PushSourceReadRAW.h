@@ -32,15 +32,12 @@ class CPushSourceReadRAW : public CSource, public IMovie2 {
   HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
   // IMovie
-  HRESULT STDMETHODCALLTYPE InitParam(UINT width, UINT height, int fps, UINT reserved,
-                                      UINT id) override;
+  HRESULT STDMETHODCALLTYPE InitParam(UINT width, UINT height, int fps, UINT reserved, UINT id) override;
   HRESULT STDMETHODCALLTYPE AddFrame(BYTE* pData, int size, unsigned __int64 time) override;
   HRESULT STDMETHODCALLTYPE ReleaseFilterData() override;
-  HRESULT STDMETHODCALLTYPE SetEventHandles(HANDLE hFrameReady, HANDLE hBufferReady,
-                                            HANDLE hBufferDone) override;
+  HRESULT STDMETHODCALLTYPE SetEventHandles(HANDLE hFrameReady, HANDLE hBufferReady, HANDLE hBufferDone) override;
   // IMovie2
-  HRESULT STDMETHODCALLTYPE InitParam2(UINT width, int height, double fps, UINT reserved,
-                                       UINT id) override;
+  HRESULT STDMETHODCALLTYPE InitParam2(UINT width, int height, double fps, UINT reserved, UINT id) override;
   HRESULT STDMETHODCALLTYPE AddFrame2(BYTE* pData, int size, unsigned __int64 time,
                                       unsigned __int64 frameNumber) override;
   HRESULT STDMETHODCALLTYPE SetFrameData(UINT* pFormat) override;
@@ -52,14 +49,14 @@ class CPushSourceReadRAW : public CSource, public IMovie2 {
   static const CFactoryTemplate s_FactoryTemplate;
 
   // Frame bookkeeping, written by the host's thread.
-  CPushPinReadRAW* m_pPin;            // the one output pin, owned
-  unsigned __int64 m_uFrameDuration;  // 100-ns units per frame
-  unsigned __int64 m_uFirstFrameTime; // capture time of the movie's first frame
+  CPushPinReadRAW* m_pPin;              // the one output pin, owned
+  unsigned __int64 m_uFrameDuration;    // 100-ns units per frame
+  unsigned __int64 m_uFirstFrameTime;   // capture time of the movie's first frame
   unsigned __int64 m_uLastFrameNumber;  // frame number of the previous AddFrame2
-  bool m_bBreakPending;               // a break frame came; the next gap is no drop
+  bool m_bBreakPending;                 // a break frame came; the next gap is no drop
 
  private:
   // AddFrame and AddFrame2 share everything but their gap test and texts.
-  HRESULT AddFrameCommon(const char* pFunction, BYTE* pData, int size, unsigned __int64 time,
-                         bool bByNumber, unsigned __int64 frameNumber);
+  HRESULT AddFrameCommon(const char* pFunction, BYTE* pData, int size, unsigned __int64 time, bool bByNumber,
+                         unsigned __int64 frameNumber);
 };

@@ -15,9 +15,7 @@ CAMThread::~CAMThread() {
   if (m_hThread != nullptr) CloseHandle(m_hThread);
 }
 
-DWORD WINAPI CAMThread::InitialThreadProc(LPVOID pv) {
-  return static_cast<CAMThread*>(pv)->ThreadProc();
-}
+DWORD WINAPI CAMThread::InitialThreadProc(LPVOID pv) { return static_cast<CAMThread*>(pv)->ThreadProc(); }
 
 BOOL CAMThread::ThreadIsRunning() const {
   return m_hThread != nullptr && WaitForSingleObject(m_hThread, 0) == WAIT_TIMEOUT;

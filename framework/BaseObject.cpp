@@ -2,9 +2,7 @@
 
 volatile LONG CBaseObject::s_cActiveObjects = 0;
 
-CBaseObject::CBaseObject(const wchar_t* pName) : m_pName(pName) {
-  InterlockedIncrement(&s_cActiveObjects);
-}
+CBaseObject::CBaseObject(const wchar_t* pName) : m_pName(pName) { InterlockedIncrement(&s_cActiveObjects); }
 
 CBaseObject::~CBaseObject() { InterlockedDecrement(&s_cActiveObjects); }
 

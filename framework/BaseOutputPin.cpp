@@ -2,8 +2,8 @@
 
 #include <uuids.h>
 
-CBaseOutputPin::CBaseOutputPin(const wchar_t* pObjectName, CBaseFilter* pFilter, CCritSec* pLock,
-                               HRESULT* phr, const wchar_t* pPinName)
+CBaseOutputPin::CBaseOutputPin(const wchar_t* pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr,
+                               const wchar_t* pPinName)
     : CBasePin(pObjectName, pFilter, pLock, phr, pPinName, PINDIR_OUTPUT),
       m_pAllocator(nullptr),
       m_pInputPin(nullptr) {}
@@ -76,8 +76,8 @@ HRESULT CBaseOutputPin::DecideAllocator(IMemInputPin* pPin, IMemAllocator** ppAl
   return hr;
 }
 
-HRESULT CBaseOutputPin::GetDeliveryBuffer(IMediaSample** ppSample, REFERENCE_TIME* pStartTime,
-                                          REFERENCE_TIME* pEndTime, DWORD dwFlags) {
+HRESULT CBaseOutputPin::GetDeliveryBuffer(IMediaSample** ppSample, REFERENCE_TIME* pStartTime, REFERENCE_TIME* pEndTime,
+                                          DWORD dwFlags) {
   if (m_pAllocator == nullptr) return E_NOINTERFACE;
   return m_pAllocator->GetBuffer(ppSample, pStartTime, pEndTime, dwFlags);
 }

@@ -31,8 +31,8 @@ class CBaseOutputPin : public CBasePin {
   virtual HRESULT DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pProperties) = 0;
 
   // An empty sample from the allocator; E_NOINTERFACE without an allocator.
-  virtual HRESULT GetDeliveryBuffer(IMediaSample** ppSample, REFERENCE_TIME* pStartTime,
-                                    REFERENCE_TIME* pEndTime, DWORD dwFlags);
+  virtual HRESULT GetDeliveryBuffer(IMediaSample** ppSample, REFERENCE_TIME* pStartTime, REFERENCE_TIME* pEndTime,
+                                    DWORD dwFlags);
   // The connected pin's IMemInputPin::Receive; VFW_E_NOT_CONNECTED unconnected.
   virtual HRESULT Deliver(IMediaSample* pSample);
   // The connected pin's EndOfStream; VFW_E_NOT_CONNECTED unconnected.

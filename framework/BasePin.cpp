@@ -7,8 +7,8 @@
 #include "framework/BaseFilter.h"
 #include "framework/EnumMediaTypes.h"
 
-CBasePin::CBasePin(const wchar_t* pObjectName, CBaseFilter* pFilter, CCritSec* pLock,
-                   HRESULT* phr, const wchar_t* pPinName, PIN_DIRECTION dir)
+CBasePin::CBasePin(const wchar_t* pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr,
+                   const wchar_t* pPinName, PIN_DIRECTION dir)
     : CUnknown(pObjectName, nullptr),
       m_pName(nullptr),
       m_Connected(nullptr),
@@ -251,8 +251,7 @@ HRESULT STDMETHODCALLTYPE CBasePin::BeginFlush() { return S_OK; }
 
 HRESULT STDMETHODCALLTYPE CBasePin::EndFlush() { return S_OK; }
 
-HRESULT STDMETHODCALLTYPE CBasePin::NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop,
-                                               double dRate) {
+HRESULT STDMETHODCALLTYPE CBasePin::NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate) {
   m_tStart = tStart;
   m_tStop = tStop;
   m_dRate = dRate;
@@ -268,9 +267,7 @@ HRESULT STDMETHODCALLTYPE CBasePin::SetSink(IQualityControl* piqc) {
 
 HRESULT CBasePin::GetMediaType(int, CMediaType*) { return VFW_S_NO_MORE_ITEMS; }
 
-HRESULT CBasePin::SetMediaType(const CMediaType* pmt) {
-  return m_mt.Set(*pmt) ? S_OK : E_OUTOFMEMORY;
-}
+HRESULT CBasePin::SetMediaType(const CMediaType* pmt) { return m_mt.Set(*pmt) ? S_OK : E_OUTOFMEMORY; }
 
 HRESULT CBasePin::CheckConnect(IPin* pPin) {
   PIN_DIRECTION dir;

@@ -26,8 +26,8 @@ class CBaseFilter;
 class CBasePin : public CUnknown, public IPin, public IQualityControl {
  public:
   // pPinName is copied; it is both the pin's name and its id.
-  CBasePin(const wchar_t* pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr,
-           const wchar_t* pPinName, PIN_DIRECTION dir);
+  CBasePin(const wchar_t* pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr, const wchar_t* pPinName,
+           PIN_DIRECTION dir);
   ~CBasePin() override;
 
   DECLARE_IUNKNOWN
@@ -47,11 +47,10 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   HRESULT STDMETHODCALLTYPE QueryAccept(const AM_MEDIA_TYPE* pmt) override;
   HRESULT STDMETHODCALLTYPE EnumMediaTypes(IEnumMediaTypes** ppEnum) override;
   HRESULT STDMETHODCALLTYPE QueryInternalConnections(IPin** apPin, ULONG* nPin) override;
-  HRESULT STDMETHODCALLTYPE EndOfStream() override;    // S_OK
-  HRESULT STDMETHODCALLTYPE BeginFlush() override;     // S_OK
-  HRESULT STDMETHODCALLTYPE EndFlush() override;       // S_OK
-  HRESULT STDMETHODCALLTYPE NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop,
-                                       double dRate) override;
+  HRESULT STDMETHODCALLTYPE EndOfStream() override;  // S_OK
+  HRESULT STDMETHODCALLTYPE BeginFlush() override;   // S_OK
+  HRESULT STDMETHODCALLTYPE EndFlush() override;     // S_OK
+  HRESULT STDMETHODCALLTYPE NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate) override;
 
   // IQualityControl
   HRESULT STDMETHODCALLTYPE Notify(IBaseFilter* pSelf, Quality q) override;  // E_NOTIMPL
@@ -93,14 +92,14 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   HRESULT AgreeMediaType(IPin* pReceivePin, const CMediaType* pmt);
   HRESULT TryMediaTypes(IPin* pReceivePin, const CMediaType* pmt, IEnumMediaTypes* pEnum);
 
-  WCHAR* m_pName;              // pin name and id, owned (new[])
-  IPin* m_Connected;           // counted reference to the peer, null when unconnected
+  WCHAR* m_pName;     // pin name and id, owned (new[])
+  IPin* m_Connected;  // counted reference to the peer, null when unconnected
   PIN_DIRECTION m_dir;
-  CMediaType m_mt;             // the connection type
-  CBaseFilter* m_pFilter;      // weak: the filter owns the pin
-  CCritSec* m_pLock;           // the filter lock; not owned
-  IQualityControl* m_pQSink;   // weak, as set by SetSink
-  REFERENCE_TIME m_tStart;     // from NewSegment
+  CMediaType m_mt;            // the connection type
+  CBaseFilter* m_pFilter;     // weak: the filter owns the pin
+  CCritSec* m_pLock;          // the filter lock; not owned
+  IQualityControl* m_pQSink;  // weak, as set by SetSink
+  REFERENCE_TIME m_tStart;    // from NewSegment
   REFERENCE_TIME m_tStop;
   double m_dRate;
   volatile LONG m_TypeVersion;

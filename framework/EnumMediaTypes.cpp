@@ -23,8 +23,7 @@ HRESULT STDMETHODCALLTYPE CEnumMediaTypes::NonDelegatingQueryInterface(REFIID ri
 
 bool CEnumMediaTypes::OutOfSync() const { return m_Version != m_pPin->GetMediaTypeVersion(); }
 
-HRESULT STDMETHODCALLTYPE CEnumMediaTypes::Next(ULONG cTypes, AM_MEDIA_TYPE** ppTypes,
-                                                ULONG* pcFetched) {
+HRESULT STDMETHODCALLTYPE CEnumMediaTypes::Next(ULONG cTypes, AM_MEDIA_TYPE** ppTypes, ULONG* pcFetched) {
   if (ppTypes == nullptr) return E_POINTER;
   if (pcFetched == nullptr && cTypes > 1) return E_INVALIDARG;
   if (pcFetched != nullptr) *pcFetched = 0;

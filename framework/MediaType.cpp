@@ -61,15 +61,21 @@ GUID GetBitmapSubtype(const BITMAPINFOHEADER* pbmi) {
   if (pbmi == nullptr) return GUID_NULL;
   if (pbmi->biCompression == BI_RGB || pbmi->biCompression == BI_BITFIELDS) {
     switch (pbmi->biBitCount) {
-      case 1: return MEDIASUBTYPE_RGB1;
-      case 4: return MEDIASUBTYPE_RGB4;
-      case 8: return MEDIASUBTYPE_RGB8;
+      case 1:
+        return MEDIASUBTYPE_RGB1;
+      case 4:
+        return MEDIASUBTYPE_RGB4;
+      case 8:
+        return MEDIASUBTYPE_RGB8;
       case 16:
         // BI_RGB 16-bit is 5-5-5; bit fields are taken as 5-6-5.
         return pbmi->biCompression == BI_RGB ? MEDIASUBTYPE_RGB555 : MEDIASUBTYPE_RGB565;
-      case 24: return MEDIASUBTYPE_RGB24;
-      case 32: return MEDIASUBTYPE_RGB32;
-      default: return GUID_NULL;
+      case 24:
+        return MEDIASUBTYPE_RGB24;
+      case 32:
+        return MEDIASUBTYPE_RGB32;
+      default:
+        return GUID_NULL;
     }
   }
   // A FOURCC subtype: the FOURCC in the first field of the base GUID
@@ -80,8 +86,7 @@ GUID GetBitmapSubtype(const BITMAPINFOHEADER* pbmi) {
 
 DWORD GetDibSize(const BITMAPINFOHEADER& bmi) {
   DWORD widthBytes = ((static_cast<DWORD>(bmi.biWidth) * bmi.biBitCount + 31) / 32) * 4;
-  DWORD height = bmi.biHeight < 0 ? 0u - static_cast<DWORD>(bmi.biHeight)
-                                  : static_cast<DWORD>(bmi.biHeight);
+  DWORD height = bmi.biHeight < 0 ? 0u - static_cast<DWORD>(bmi.biHeight) : static_cast<DWORD>(bmi.biHeight);
   return widthBytes * height;
 }
 

@@ -39,9 +39,9 @@ DWORD GetDibSize(const BITMAPINFOHEADER& bmi);
 
 class CMediaType : public AM_MEDIA_TYPE {
  public:
-  CMediaType();                                   // empty: all GUIDs null
-  explicit CMediaType(const GUID* pMajorType);    // empty with a major type
-  CMediaType(const AM_MEDIA_TYPE& mt);            // deep copy
+  CMediaType();                                 // empty: all GUIDs null
+  explicit CMediaType(const GUID* pMajorType);  // empty with a major type
+  CMediaType(const AM_MEDIA_TYPE& mt);          // deep copy
   CMediaType(const CMediaType& mt);
   ~CMediaType();
 

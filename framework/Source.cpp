@@ -6,10 +6,7 @@
 #include "framework/SourceStream.h"
 
 CSource::CSource(const wchar_t* pName, IUnknown* pUnk, REFCLSID clsid, HRESULT* phr)
-    : CBaseFilter(pName, pUnk, &m_cStateLock, clsid),
-      m_hrStreamError(0),
-      m_iPins(0),
-      m_paStreams(nullptr) {
+    : CBaseFilter(pName, pUnk, &m_cStateLock, clsid), m_hrStreamError(0), m_iPins(0), m_paStreams(nullptr) {
   (void)phr;  // nothing here can fail; the pins report through phr
 }
 

@@ -19,7 +19,7 @@ class CSource : public CBaseFilter {
   ~CSource() override;
 
   // Called by CSourceStream's constructor and destructor.
-  HRESULT AddPin(CSourceStream* pStream);  // S_OK or E_OUTOFMEMORY
+  HRESULT AddPin(CSourceStream* pStream);     // S_OK or E_OUTOFMEMORY
   HRESULT RemovePin(CSourceStream* pStream);  // S_OK, or S_FALSE if unknown
 
   int GetPinCount() override;

@@ -4,8 +4,7 @@
 
 #include "framework/Source.h"
 
-CSourceStream::CSourceStream(const wchar_t* pObjectName, HRESULT* phr, CSource* pms,
-                             const wchar_t* pPinName)
+CSourceStream::CSourceStream(const wchar_t* pObjectName, HRESULT* phr, CSource* pms, const wchar_t* pPinName)
     : CAMThread(phr),
       CBaseOutputPin(pObjectName, pms, pms->pStateLock(), phr, pPinName),
       m_pSourceFilter(pms),
@@ -14,9 +13,7 @@ CSourceStream::CSourceStream(const wchar_t* pObjectName, HRESULT* phr, CSource* 
   if (phr != nullptr) *phr = hr;
 }
 
-CSourceStream::~CSourceStream() {
-  m_pSourceFilter->RemovePin(this);
-}
+CSourceStream::~CSourceStream() { m_pSourceFilter->RemovePin(this); }
 
 HRESULT CSourceStream::GetMediaType(CMediaType*) { return E_UNEXPECTED; }
 

@@ -12,23 +12,18 @@ CUnknown::CUnknown(const wchar_t* pName, IUnknown* pUnk)
       m_cRef(0),
       // Without an outer object our inner unknown answers for us: its three
       // slots are laid out as IUnknown's.
-      m_pUnknown(pUnk != nullptr ? pUnk
-                                 : reinterpret_cast<IUnknown*>(
-                                       static_cast<INonDelegatingUnknown*>(this))) {}
+      m_pUnknown(pUnk != nullptr ? pUnk : reinterpret_cast<IUnknown*>(static_cast<INonDelegatingUnknown*>(this))) {}
 
 HRESULT STDMETHODCALLTYPE CUnknown::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
   if (ppv == nullptr) return E_POINTER;
   if (riid == IID_IUnknown) {
-    return GetInterface(
-        reinterpret_cast<IUnknown*>(static_cast<INonDelegatingUnknown*>(this)), ppv);
+    return GetInterface(reinterpret_cast<IUnknown*>(static_cast<INonDelegatingUnknown*>(this)), ppv);
   }
   *ppv = nullptr;
   return E_NOINTERFACE;
 }
 
-ULONG STDMETHODCALLTYPE CUnknown::NonDelegatingAddRef() {
-  return static_cast<ULONG>(InterlockedIncrement(&m_cRef));
-}
+ULONG STDMETHODCALLTYPE CUnknown::NonDelegatingAddRef() { return static_cast<ULONG>(InterlockedIncrement(&m_cRef)); }
 
 ULONG STDMETHODCALLTYPE CUnknown::NonDelegatingRelease() {
   LONG cRef = InterlockedDecrement(&m_cRef);

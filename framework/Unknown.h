@@ -49,9 +49,9 @@ class CUnknown : public INonDelegatingUnknown, public CBaseObject {
 
 // Put this in the public part of every class that implements COM interfaces
 // on top of CUnknown: the interfaces' IUnknown slots go to the owner.
-#define DECLARE_IUNKNOWN                                                              \
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {        \
-    return GetOwner()->QueryInterface(riid, ppv);                                     \
-  }                                                                                   \
-  ULONG STDMETHODCALLTYPE AddRef() override { return GetOwner()->AddRef(); }          \
+#define DECLARE_IUNKNOWN                                                       \
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override { \
+    return GetOwner()->QueryInterface(riid, ppv);                              \
+  }                                                                            \
+  ULONG STDMETHODCALLTYPE AddRef() override { return GetOwner()->AddRef(); }   \
   ULONG STDMETHODCALLTYPE Release() override { return GetOwner()->Release(); }

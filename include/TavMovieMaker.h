@@ -55,15 +55,14 @@ TAVMM_API HRESULT TavLogCreateEngine(int engineId, unsigned int minSeverity);
 TAVMM_API HRESULT TavLogDeleteEngine(int engineId);
 /* Each Attach appends one sink slot and returns its index (sinkIndex may be NULL).
  * E_INVALIDARG for an unknown engine or a NULL callback or path. */
-TAVMM_API HRESULT TavLogAttachCallback(int engineId, unsigned int layoutKind, unsigned int minSeverity,
-                                       TavLogLineFn fn, void* context, int* sinkIndex);
+TAVMM_API HRESULT TavLogAttachCallback(int engineId, unsigned int layoutKind, unsigned int minSeverity, TavLogLineFn fn,
+                                       void* context, int* sinkIndex);
 /* Appends each line as UTF-8 with CRLF, flushed per line. A file that cannot be
  * opened returns its Win32 error as an HRESULT. */
-TAVMM_API HRESULT TavLogAttachFile(int engineId, unsigned int layoutKind, unsigned int minSeverity,
-                                   const wchar_t* path, int* sinkIndex);
+TAVMM_API HRESULT TavLogAttachFile(int engineId, unsigned int layoutKind, unsigned int minSeverity, const wchar_t* path,
+                                   int* sinkIndex);
 /* Writes each line with OutputDebugStringW. */
-TAVMM_API HRESULT TavLogAttachDebugger(int engineId, unsigned int layoutKind, unsigned int minSeverity,
-                                       int* sinkIndex);
+TAVMM_API HRESULT TavLogAttachDebugger(int engineId, unsigned int layoutKind, unsigned int minSeverity, int* sinkIndex);
 /* Changes a sink's layout and minimum; E_INVALIDARG for an unknown engine or slot. */
 TAVMM_API HRESULT TavLogSetSink(int engineId, int sinkIndex, unsigned int layoutKind, unsigned int minSeverity);
 /* Empties the slot; other indexes keep their meaning. */

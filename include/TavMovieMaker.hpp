@@ -88,8 +88,8 @@ inline std::wstring describe(const char* function, HRESULT result) {
 
 inline std::string utf8(const std::wstring& text) {
   if (text.empty()) return std::string();
-  const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0,
-                                       nullptr, nullptr);
+  const int size =
+      WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
   std::string bytes(static_cast<std::size_t>(size), '\0');
   WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), &bytes[0], size, nullptr, nullptr);
   return bytes;
@@ -102,8 +102,7 @@ inline std::string utf8(const std::wstring& text) {
 // and TAVMM_E_TIMEOUT). what() is that text in UTF-8, wide_what() in UTF-16.
 class Error : public std::runtime_error {
  public:
-  Error(const char* function, HRESULT result)
-      : Error(function, result, detail::describe(function, result)) {}
+  Error(const char* function, HRESULT result) : Error(function, result, detail::describe(function, result)) {}
 
   const char* function() const noexcept { return function_; }
   HRESULT result() const noexcept { return result_; }
@@ -144,7 +143,8 @@ inline std::vector<std::wstring> compressor_names(const char* function, ListFn l
   int maxLength = 0;
   if (check(function, list(id, nullptr, &count, &maxLength)) == S_FALSE || count <= 0) return {};
   int length = maxLength > TAVMM_MIN_NAME_LENGTH ? maxLength : TAVMM_MIN_NAME_LENGTH;
-  std::vector<std::wstring> names(static_cast<std::size_t>(count), std::wstring(static_cast<std::size_t>(length), L'\0'));
+  std::vector<std::wstring> names(static_cast<std::size_t>(count),
+                                  std::wstring(static_cast<std::size_t>(length), L'\0'));
   std::vector<wchar_t*> buffers;
   for (std::wstring& name : names) buffers.push_back(&name[0]);
   check(function, list(id, buffers.data(), &count, &length));
@@ -249,28 +249,30 @@ class Recorder {
   // slot. Returns once the frame has been copied. Acquisition thread.
   void add_frame(const void* data, std::size_t bytes, long long frameNumber, long long captureTime = -1) {
     const char* function = "TavMovieMakerAddMovieFrame2";
-    detail::check(function, TavMovieMakerAddMovieFrame2(id_, const_cast<void*>(data), detail::byte_count(function, bytes),
-                                                        time_of(frameNumber, captureTime), frameNumber));
+    detail::check(function,
+                  TavMovieMakerAddMovieFrame2(id_, const_cast<void*>(data), detail::byte_count(function, bytes),
+                                              time_of(frameNumber, captureTime), frameNumber));
   }
   // Hands one frame in by capture time alone (100 ns units; a frame later
   // than its slot leaves the skipped slots empty). Acquisition thread.
   void add_frame_at(const void* data, std::size_t bytes, long long captureTime) {
     const char* function = "TavMovieMakerAddMovieFrame";
-    detail::check(function, TavMovieMakerAddMovieFrame(id_, const_cast<void*>(data), detail::byte_count(function, bytes),
-                                                       captureTime));
+    detail::check(function, TavMovieMakerAddMovieFrame(id_, const_cast<void*>(data),
+                                                       detail::byte_count(function, bytes), captureTime));
   }
   // Hands one audio block in (48000 / fps sample frames, after set_audio()),
   // numbered like the frames. Acquisition thread.
   void add_audio(const void* data, std::size_t bytes, long long blockNumber, long long captureTime = -1) {
     const char* function = "TavMovieMakerAddAudioSample2";
-    detail::check(function, TavMovieMakerAddAudioSample2(id_, const_cast<void*>(data), detail::byte_count(function, bytes),
-                                                         time_of(blockNumber, captureTime), blockNumber));
+    detail::check(function,
+                  TavMovieMakerAddAudioSample2(id_, const_cast<void*>(data), detail::byte_count(function, bytes),
+                                               time_of(blockNumber, captureTime), blockNumber));
   }
   // Hands one audio block in by capture time alone. Acquisition thread.
   void add_audio_at(const void* data, std::size_t bytes, long long captureTime) {
     const char* function = "TavMovieMakerAddAudioSample";
-    detail::check(function, TavMovieMakerAddAudioSample(id_, const_cast<void*>(data), detail::byte_count(function, bytes),
-                                                        captureTime));
+    detail::check(function, TavMovieMakerAddAudioSample(id_, const_cast<void*>(data),
+                                                        detail::byte_count(function, bytes), captureTime));
   }
   // A planned pause: the next gap is not counted as dropped frames. Does not
   // wait. Acquisition thread.
@@ -401,8 +403,8 @@ class Sink {
   std::unique_ptr<Sink::Callback> callback(new Sink::Callback);
   callback->function = std::move(function);
   int index = -1;
-  detail::check("TavLogAttachCallback", TavLogAttachCallback(engine_id, layout, minSeverity, &Sink::Callback::deliver,
-                                                             callback.get(), &index));
+  detail::check("TavLogAttachCallback",
+                TavLogAttachCallback(engine_id, layout, minSeverity, &Sink::Callback::deliver, callback.get(), &index));
   Sink sink;
   sink.index_ = index;
   sink.callback_ = callback.release();

@@ -18,8 +18,8 @@ namespace {
 constexpr int kHostFunctionSize = 1024;
 }  // namespace
 
-HRESULT AttachCallbackSink(int engineId, unsigned int layoutKind, unsigned int minSeverity, LogLineFn fn,
-                           void* context, int* sinkIndex) {
+HRESULT AttachCallbackSink(int engineId, unsigned int layoutKind, unsigned int minSeverity, LogLineFn fn, void* context,
+                           int* sinkIndex) {
   if (fn == nullptr || !EngineExists(engineId)) return E_INVALIDARG;
   auto* sink = new (std::nothrow) CallbackSink(layoutKind, minSeverity, fn, context);
   if (sink == nullptr) return E_OUTOFMEMORY;

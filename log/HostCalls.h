@@ -11,8 +11,8 @@ namespace tavlog {
 
 // E_INVALIDARG for a null function, a null path or an engine that does not
 // exist; E_OUTOFMEMORY when the sink cannot be made; else AttachSink's result.
-HRESULT AttachCallbackSink(int engineId, unsigned int layoutKind, unsigned int minSeverity, LogLineFn fn,
-                           void* context, int* sinkIndex);
+HRESULT AttachCallbackSink(int engineId, unsigned int layoutKind, unsigned int minSeverity, LogLineFn fn, void* context,
+                           int* sinkIndex);
 HRESULT AttachFileSink(int engineId, unsigned int layoutKind, unsigned int minSeverity, const wchar_t* path,
                        int* sinkIndex);
 HRESULT AttachDebuggerSink(int engineId, unsigned int layoutKind, unsigned int minSeverity, int* sinkIndex);
@@ -22,7 +22,7 @@ HRESULT AttachDebuggerSink(int engineId, unsigned int layoutKind, unsigned int m
 struct LineSource {
   const char* moduleName1;  // the line's two module names
   const char* moduleName2;
-  const wchar_t* file;      // the line's file field
+  const wchar_t* file;  // the line's file field
 };
 // A host: the library's module names, file ".\Host".
 LineSource HostSource();

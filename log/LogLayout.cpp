@@ -55,8 +55,8 @@ int PrintLayout(unsigned int kind, const LogLine& line, int nestingLevel, uint64
       printed = swprintf_s(buffer, kLineSize, L"SV=%s; CD=%d; MSG=%s", line.severityText, r.code, r.message);
       break;
     case 3:
-      printed = swprintf_s(buffer, kLineSize, L"F=%s,%hs,%d; SV=%s; CD=%d; MSG=%s", line.shortFile, r.function,
-                           r.line, line.severityText, r.code, r.message);
+      printed = swprintf_s(buffer, kLineSize, L"F=%s,%hs,%d; SV=%s; CD=%d; MSG=%s", line.shortFile, r.function, r.line,
+                           line.severityText, r.code, r.message);
       break;
     case 4:
       printed = swprintf_s(buffer, kLineSize, L"{%I64X}; ML=%d; PT=%d:%d; TM=%hs; F=%s,%hs,%d; SV=%s; CD=%d; MSG=%s",

@@ -10,11 +10,11 @@ struct LogRecord {
   uint32_t processId;
   uint32_t threadId;
   char* timeText;
-  const char* moduleName1;   // "MovieMaker"
-  uint64_t moduleKey;        // the library's module handle
-  const char* moduleName2;   // "TavMovieMaker"
-  const wchar_t* file;       // a literal such as L".\\ReadRAW"
-  const char* function;      // the qualified name, "CPushPinReadRAW::FillBuffer"
+  const char* moduleName1;  // "MovieMaker"
+  uint64_t moduleKey;       // the library's module handle
+  const char* moduleName2;  // "TavMovieMaker"
+  const wchar_t* file;      // a literal such as L".\\ReadRAW"
+  const char* function;     // the qualified name, "CPushPinReadRAW::FillBuffer"
   int32_t line;
   uint32_t severity;
   int32_t code;

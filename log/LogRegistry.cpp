@@ -65,8 +65,7 @@ void MakeTablesLocked() {
 
 // Makes the tables on first use; cheap once they exist.
 void EnsureTables() {
-  if ((g_nTablesMade.load(std::memory_order_acquire) & (kEnginesMade | kModulesMade)) ==
-      (kEnginesMade | kModulesMade))
+  if ((g_nTablesMade.load(std::memory_order_acquire) & (kEnginesMade | kModulesMade)) == (kEnginesMade | kModulesMade))
     return;
   ExclusiveLock lock;
   MakeTablesLocked();

@@ -18,8 +18,7 @@
 
 class LogSink {
  public:
-  LogSink(unsigned int layoutKind, unsigned int minSeverity)
-      : m_nLayoutKind(layoutKind), m_nMinSeverity(minSeverity) {}
+  LogSink(unsigned int layoutKind, unsigned int minSeverity) : m_nLayoutKind(layoutKind), m_nMinSeverity(minSeverity) {}
   LogSink(const LogSink&) = delete;
   LogSink& operator=(const LogSink&) = delete;
 

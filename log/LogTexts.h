@@ -10,7 +10,7 @@ namespace tavlog {
 
 // Constant texts used when a buffer cannot be made or the clock fails. They are
 // never released.
-extern const char kTimeTextError[];     // "error_data error_time"
+extern const char kTimeTextError[];    // "error_data error_time"
 extern const wchar_t kMessageError[];  // L"Can't prepare error message"
 
 // "dd.mm.yyyy hh:mm:ss.ms" (milliseconds not zero-padded) in a new 32-byte

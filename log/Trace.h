@@ -30,13 +30,13 @@ bool LibraryIsEnabled(unsigned int severity);
 
 // Fills a record for this library (module names, key, process and thread,
 // time text, formatted message), writes it and frees its texts.
-void LibraryWrite(const wchar_t* file, const char* function, int line, unsigned int severity,
-                  int code, const wchar_t* format, ...);
+void LibraryWrite(const wchar_t* file, const char* function, int line, unsigned int severity, int code,
+                  const wchar_t* format, ...);
 
 }  // namespace tavlog
 
-#define TAV_LOG(file, function, severity, code, ...)                                  \
-  do {                                                                                \
-    if (::tavlog::LibraryIsEnabled(severity))                                         \
+#define TAV_LOG(file, function, severity, code, ...)                                         \
+  do {                                                                                       \
+    if (::tavlog::LibraryIsEnabled(severity))                                                \
       ::tavlog::LibraryWrite((file), (function), __LINE__, (severity), (code), __VA_ARGS__); \
   } while (0)

@@ -9,6 +9,8 @@ packages=(g++-mingw-w64-x86-64-posix mingw-w64-x86-64-dev wine64 wine googletest
 # tavcam's tests and screenshots: ImageMagick's import grabs the Xvfb screen;
 # fonts-wine has the Marlett font that draws Wine's title bar buttons.
 packages+=(imagemagick fonts-wine)
+# The format check (scripts/format.sh applies the style).
+packages+=(clang-format)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

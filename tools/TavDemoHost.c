@@ -41,8 +41,7 @@ static FARPROC Find(HMODULE dll, const char* name) {
 
 /* GetProcAddress returns a generic function pointer; each is cast to its own
  * type (through void (*)(void), which matches every function type). */
-#define FIND(dll, field, name) \
-  (((field) = (__typeof__(field))(void (*)(void))Find((dll), (name))) != NULL)
+#define FIND(dll, field, name) (((field) = (__typeof__(field))(void (*)(void))Find((dll), (name))) != NULL)
 
 static int LoadMovieMaker(HMODULE dll, MovieMaker* mm) {
   return FIND(dll, mm->InitEx, "TavMovieMakerInitEx") && FIND(dll, mm->Release, "TavMovieMakerRelease") &&
@@ -65,7 +64,7 @@ static void PaintFrame(unsigned char* frame, int index) {
     for (int x = 0; x < kWidth; ++x) {
       unsigned char* px = row + x * 3;
       int inBar = x >= barX && x < barX + 32;
-      px[0] = (unsigned char)(inBar ? 255 : x * 255 / kWidth); /* blue */
+      px[0] = (unsigned char)(inBar ? 255 : x * 255 / kWidth);  /* blue */
       px[1] = (unsigned char)(inBar ? 255 : y * 255 / kHeight); /* green */
       px[2] = (unsigned char)(inBar ? 255 : (index * 5) & 255); /* red */
     }
@@ -89,10 +88,11 @@ static int Check(const char* what, HRESULT hr) {
 }
 
 static int Usage(FILE* stream, int exitCode) {
-  fputs("usage: TavDemoHost [movie.avi] [--seconds N] [--no-audio] [--log log.txt]\n"
-        "Records N seconds (default 4) of a 320x240, 25 fps test movie with a 440 Hz\n"
-        "tone into movie.avi (default demo.avi). tavrec records from any input.\n",
-        stream);
+  fputs(
+      "usage: TavDemoHost [movie.avi] [--seconds N] [--no-audio] [--log log.txt]\n"
+      "Records N seconds (default 4) of a 320x240, 25 fps test movie with a 440 Hz\n"
+      "tone into movie.avi (default demo.avi). tavrec records from any input.\n",
+      stream);
   return exitCode;
 }
 
@@ -148,7 +148,8 @@ int wmain(int argc, wchar_t** argv) {
   }
   free(frame);
   free(block);
-  if (ok) wprintf(L"recorded %s: %d frames of %dx%d at %d fps%s\n", movie, seconds * kFps, kWidth, kHeight, kFps,
-                  audio ? L", 16-bit stereo audio" : L"");
+  if (ok)
+    wprintf(L"recorded %s: %d frames of %dx%d at %d fps%s\n", movie, seconds * kFps, kWidth, kHeight, kFps,
+            audio ? L", 16-bit stereo audio" : L"");
   return ok ? 0 : 1;
 }

@@ -71,9 +71,9 @@ class CAviWriter {
   UINT m_nWidth;
   UINT m_nHeight;
   double m_dFrameRate;
-  int m_bCompressed;    // 0 for "Uncompressed", else 1
-  bool m_bStartPending; // the next frame or sample builds and runs the graph
-  bool m_bStarted;      // between StartMovieRecord and StopMovieRecord
+  int m_bCompressed;     // 0 for "Uncompressed", else 1
+  bool m_bStartPending;  // the next frame or sample builds and runs the graph
+  bool m_bStarted;       // between StartMovieRecord and StopMovieRecord
   HANDLE m_hEventFrameReady;
   HANDLE m_hEventBufferReady;
   HANDLE m_hEventBufferDone;

@@ -158,11 +158,9 @@ HRESULT CAviWriter::MakeCaptureGraph() {
 
 HRESULT CAviWriter::StopRecord() {
   TAV_LOG(kFile, "CAviWriter::StopRecord", LOG_SEV_TRACE, 0, L"CAviWriter::StopRecord -> Enter");
-  TAV_LOG(kFile, "CAviWriter::StopRecord", LOG_SEV_TRACE, 0,
-          L"WaitForSingleObject->Enter m_hMainMutex StopRecord()");
+  TAV_LOG(kFile, "CAviWriter::StopRecord", LOG_SEV_TRACE, 0, L"WaitForSingleObject->Enter m_hMainMutex StopRecord()");
   WaitForSingleObject(m_hMainMutex, INFINITE);
-  TAV_LOG(kFile, "CAviWriter::StopRecord", LOG_SEV_TRACE, 0,
-          L"WaitForSingleObject->Leave m_hMainMutex StopRecord()");
+  TAV_LOG(kFile, "CAviWriter::StopRecord", LOG_SEV_TRACE, 0, L"WaitForSingleObject->Leave m_hMainMutex StopRecord()");
   MainMutexHold hold(m_hMainMutex);
 
   if (m_pGraph) {
@@ -192,7 +190,8 @@ void CAviWriter::WaitForLastDeliveries(IMediaControl* control) {
   const ULONGLONG deadline = GetTickCount64() + kDeliveryWaitMs;
   if (m_pRawFilter) SourceOf(m_pRawFilter)->WaitForStreamsIdle(kDeliveryWaitMs);
   ULONGLONG now = GetTickCount64();
-  if (m_pAudioSource) SourceOf(m_pAudioSource)->WaitForStreamsIdle(now < deadline ? static_cast<DWORD>(deadline - now) : 0);
+  if (m_pAudioSource)
+    SourceOf(m_pAudioSource)->WaitForStreamsIdle(now < deadline ? static_cast<DWORD>(deadline - now) : 0);
 }
 
 HRESULT CAviWriter::EmptyGraph() {

@@ -6,10 +6,9 @@
 
 std::wstring ComErrorText(HRESULT hr) {
   wchar_t* text = nullptr;
-  DWORD length = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
-                                    FORMAT_MESSAGE_IGNORE_INSERTS,
-                                nullptr, static_cast<DWORD>(hr), MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
-                                reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+  DWORD length = FormatMessageW(
+      FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+      static_cast<DWORD>(hr), MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), reinterpret_cast<wchar_t*>(&text), 0, nullptr);
   if (length != 0 && text != nullptr) {
     std::wstring message(text, length);
     LocalFree(text);
@@ -35,6 +34,5 @@ std::wstring ComErrorText(HRESULT hr) {
 }
 
 void LogComError(const char* function, const wchar_t* step, HRESULT hr, int code) {
-  TAV_LOG(L".\\TavMovieMaker", function, LOG_SEV_ERROR, code, L"%s error: %s", step,
-          ComErrorText(hr).c_str());
+  TAV_LOG(L".\\TavMovieMaker", function, LOG_SEV_ERROR, code, L"%s error: %s", step, ComErrorText(hr).c_str());
 }

@@ -37,10 +37,10 @@ class Dialogs : public ::testing::Test {
 TEST_F(Dialogs, IdZeroIsRefused) {
   EXPECT_EQ(dll.ShowCompressorDlg(0, nullptr), kFail);
   EXPECT_EQ(dll.ShowAudioCompressorDlg(0, nullptr), kFail);
-  EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerShowCompressorDlg -> Enter"),
-                                                          Error(L"ShowCompressorDlg() bad ID"),
-                                                          Trace(L"TavMovieMakerShowAudioCompressorDlg -> Enter"),
-                                                          Error(L"ShowAudioCompressorDlg() bad ID")}));
+  EXPECT_EQ(dll.TakeLines(),
+            (std::vector<std::wstring>{
+                Trace(L"TavMovieMakerShowCompressorDlg -> Enter"), Error(L"ShowCompressorDlg() bad ID"),
+                Trace(L"TavMovieMakerShowAudioCompressorDlg -> Enter"), Error(L"ShowAudioCompressorDlg() bad ID")}));
 }
 
 TEST_F(Dialogs, NothingToShowWithoutCompressors) {
@@ -53,10 +53,10 @@ TEST_F(Dialogs, NothingToShowWithoutCompressors) {
   EXPECT_EQ(dll.ShowAudioCompressorDlg(id, nullptr), S_OK);
   EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 3.0);
   std::vector<std::wstring> lines = dll.TakeLines();
-  EXPECT_TRUE(InOrder(lines, {Trace(L"TavMovieMakerShowCompressorDlg -> Enter"),
-                              Trace(L"TavMovieMakerShowCompressorDlg -> Leave"),
-                              Trace(L"TavMovieMakerShowAudioCompressorDlg -> Enter"),
-                              Trace(L"TavMovieMakerShowAudioCompressorDlg -> Leave")}))
+  EXPECT_TRUE(InOrder(
+      lines,
+      {Trace(L"TavMovieMakerShowCompressorDlg -> Enter"), Trace(L"TavMovieMakerShowCompressorDlg -> Leave"),
+       Trace(L"TavMovieMakerShowAudioCompressorDlg -> Enter"), Trace(L"TavMovieMakerShowAudioCompressorDlg -> Leave")}))
       << Dump(lines);
 }
 
@@ -101,8 +101,8 @@ TEST_F(Dialogs, VideoCompressorSettingsAreShownAndClosed) {
   host.join();
   EXPECT_EQ(hr, S_OK);
   std::vector<std::wstring> lines = dll.TakeLines();
-  EXPECT_TRUE(InOrder(lines, {Trace(L"TavMovieMakerShowCompressorDlg -> Enter"),
-                              Trace(L"TavMovieMakerShowCompressorDlg -> Leave")}))
+  EXPECT_TRUE(InOrder(
+      lines, {Trace(L"TavMovieMakerShowCompressorDlg -> Enter"), Trace(L"TavMovieMakerShowCompressorDlg -> Leave")}))
       << Dump(lines);
 }
 

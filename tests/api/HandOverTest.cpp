@@ -66,7 +66,7 @@ TEST_F(HandOver, BadIdIsRefusedWithoutWaitOrMutex) {
   auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(dll.AddMovieFrame2(0, frame.data(), 96, 0, 0), kFail);
   EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerAddMovieFrame2 -> Enter"),
-                                                          Error(L"AddMovieFrame() bad ID")}));
+                                                        Error(L"AddMovieFrame() bad ID")}));
   EXPECT_LT(SecondsSince(start), 2.0);
   EXPECT_TRUE(MutexFreeForAnotherThread());
 }
@@ -133,13 +133,13 @@ TEST_F(QuickWaitHandOver, WithNoPinTheFirstFrameTimesOutOnBufferDoneAndKeepsTheM
   EXPECT_EQ(dll.AddMovieFrame2(id, frame.data(), 96, 0, 0), static_cast<HRESULT>(-1234));
   EXPECT_GE(SecondsSince(start), kQuickWaitMs / 1000.0 * 0.95);
   std::vector<std::wstring> lines = dll.TakeLines();
-  EXPECT_TRUE(InOrder(lines, {Trace(L"WaitForSingleObject->Enter m_hMainMutex : TavMovieMakerAddMovieFrame"),
-                              Trace(L"WaitForSingleObject->Leave m_hMainMutex : TavMovieMakerAddMovieFrame"),
-                              Trace(L"WaitForSingleObject->Enter m_hEventBufferReady"),
-                              Trace(L"WaitForSingleObject->Leave m_hEventBufferReady"),
-                              Trace(L"CAviWriter::AddMovieFrame2 -> Enter"), Trace(L"pAviWriter->AddMovieFrame"),
-                              Trace(L"SetEvent->Enter m_hEventFrameReady"), Trace(L"SetEvent->Leave m_hEventFrameReady"),
-                              Trace(L"WaitForSingleObject->Enter m_hEventBufferDone")}))
+  EXPECT_TRUE(InOrder(
+      lines, {Trace(L"WaitForSingleObject->Enter m_hMainMutex : TavMovieMakerAddMovieFrame"),
+              Trace(L"WaitForSingleObject->Leave m_hMainMutex : TavMovieMakerAddMovieFrame"),
+              Trace(L"WaitForSingleObject->Enter m_hEventBufferReady"),
+              Trace(L"WaitForSingleObject->Leave m_hEventBufferReady"), Trace(L"CAviWriter::AddMovieFrame2 -> Enter"),
+              Trace(L"pAviWriter->AddMovieFrame"), Trace(L"SetEvent->Enter m_hEventFrameReady"),
+              Trace(L"SetEvent->Leave m_hEventFrameReady"), Trace(L"WaitForSingleObject->Enter m_hEventBufferDone")}))
       << Dump(lines);
   EXPECT_EQ(lines.back(), Error(L"WaitForSingleObject, m_hEventBufferDone WAIT_TIMEOUT ")) << Dump(lines);
   EXPECT_FALSE(MutexFreeForAnotherThread());
@@ -181,9 +181,10 @@ TEST_F(HandOver, BreakFrameWithoutAudioReturnsTheVideoResult) {
   ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   EXPECT_EQ(dll.AddBreakFrame(id), S_OK);
   std::vector<std::wstring> lines = dll.TakeLines();
-  EXPECT_TRUE(InOrder(lines, {Trace(L"TavMovieMakerAddBreakFrame -> Enter"), Trace(L"CAviWriter::AddMovieFrame2 -> Enter"),
-                              Trace(L"CAviWriter::AddMovieFrame2 -> Leave"),
-                              Trace(L"TavMovieMakerAddBreakFrame -> Leave, hrSrc=008X")}))
+  EXPECT_TRUE(InOrder(
+      lines,
+      {Trace(L"TavMovieMakerAddBreakFrame -> Enter"), Trace(L"CAviWriter::AddMovieFrame2 -> Enter"),
+       Trace(L"CAviWriter::AddMovieFrame2 -> Leave"), Trace(L"TavMovieMakerAddBreakFrame -> Leave, hrSrc=008X")}))
       << Dump(lines);
   EXPECT_EQ(Count(lines, Trace(L"CAviWriter::AddAudioSample2 -> Enter")), 0);
   EXPECT_EQ(Count(lines, Trace(L"WaitForSingleObject->Enter m_hMainMutex : TavMovieMakerAddMovieFrame")), 0);
@@ -196,9 +197,10 @@ TEST_F(HandOver, BreakFrameWithAudioReturnsTheAudioResult) {
   dll.TakeLines();
   EXPECT_EQ(dll.AddBreakFrame(id), S_OK);
   std::vector<std::wstring> lines = dll.TakeLines();
-  EXPECT_TRUE(InOrder(lines, {Trace(L"CAviWriter::AddMovieFrame2 -> Enter"), Trace(L"CAviWriter::AddAudioSample2 -> Enter"),
-                              Trace(L"CAviWriter::AddAudioSample2 -> Leave"),
-                              Trace(L"TavMovieMakerAddBreakFrame -> Leave, hrSrc=008X")}))
+  EXPECT_TRUE(InOrder(
+      lines,
+      {Trace(L"CAviWriter::AddMovieFrame2 -> Enter"), Trace(L"CAviWriter::AddAudioSample2 -> Enter"),
+       Trace(L"CAviWriter::AddAudioSample2 -> Leave"), Trace(L"TavMovieMakerAddBreakFrame -> Leave, hrSrc=008X")}))
       << Dump(lines);
 }
 
@@ -207,7 +209,7 @@ TEST_F(HandOver, BreakFrameWithIdZeroIsRefused) {
   ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   EXPECT_EQ(dll.AddBreakFrame(0), kFail);
   EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerAddBreakFrame -> Enter"),
-                                                          Error(L"AddMovieFrame() bad ID")}));
+                                                        Error(L"AddMovieFrame() bad ID")}));
 }
 
 // A delivery that fails downstream (the disk is full) leaves its HRESULT
@@ -217,8 +219,8 @@ TEST_F(HandOver, BreakFrameWithIdZeroIsRefused) {
 TEST_F(HandOver, AStoredStreamErrorIsReturnedBeforeTheArguments) {
   std::wstring dir = MakeTempDir();
   std::string unixDir = UnixPathOf(dir) + "small";
-  UnixResult mounted = RunUnixCommand("mkdir -p " + ShellQuote(unixDir) + " && mount -t tmpfs -o size=64k tmpfs " +
-                                      ShellQuote(unixDir));
+  UnixResult mounted =
+      RunUnixCommand("mkdir -p " + ShellQuote(unixDir) + " && mount -t tmpfs -o size=64k tmpfs " + ShellQuote(unixDir));
   if (mounted.exitCode != 0) GTEST_SKIP() << "cannot mount a small tmpfs: " << mounted.output;
   int id = 0;
   ASSERT_EQ(dll.InitEx(64, 64, 25.0, nullptr, &id), S_OK);
@@ -244,8 +246,9 @@ TEST_F(HandOver, AStoredStreamErrorIsReturnedBeforeTheArguments) {
   RunUnixCommand("umount " + ShellQuote(unixDir));
   EXPECT_EQ(stored, HRESULT_FROM_WIN32(ERROR_DISK_FULL)) << std::hex << stored;
   std::vector<std::wstring> lines = dll.TakeLines();
-  EXPECT_TRUE(InOrder(lines, {Trace(L"CAviWriter::StopRecord -> Enter"), Trace(L"CAviWriter::EmptyGraph -> Enter"),
-                              Trace(L"CAviWriter::EmptyGraph -> Leave"), Trace(L"TavMovieMakerStopMovieRecord -> Leave")}))
+  EXPECT_TRUE(
+      InOrder(lines, {Trace(L"CAviWriter::StopRecord -> Enter"), Trace(L"CAviWriter::EmptyGraph -> Enter"),
+                      Trace(L"CAviWriter::EmptyGraph -> Leave"), Trace(L"TavMovieMakerStopMovieRecord -> Leave")}))
       << Dump(lines);
   // The call with ID 0 that got the error wrote its Enter line and nothing more.
   EXPECT_EQ(Count(lines, Error(L"AddMovieFrame() bad ID")) + 1,

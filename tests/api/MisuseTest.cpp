@@ -79,7 +79,7 @@ TEST_F(Misuse, NullFileNameIsRefused) {
   ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   EXPECT_EQ(dll.StartMovieRecord(id, nullptr), kFail);
   EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerStartMovieRecord -> Enter"),
-                                                          Error(L"StartMovieRecord() bad file name")}));
+                                                        Error(L"StartMovieRecord() bad file name")}));
   EXPECT_EQ(dll.StartMovieRecord(0, nullptr), kFail);
 }
 

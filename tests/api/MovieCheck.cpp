@@ -63,8 +63,8 @@ std::string StreamBytes(const std::wstring& movie, const std::string& stream) {
   for (wchar_t& c : out)
     if (c == L':') c = L'_';
   out[1] = L':';  // keep the drive letter's colon
-  UnixResult r = RunUnixCommand("ffmpeg -v error -y -i " + Quoted(movie) + " -map 0:" + stream +
-                                " -c copy -f data " + Quoted(out));
+  UnixResult r = RunUnixCommand("ffmpeg -v error -y -i " + Quoted(movie) + " -map 0:" + stream + " -c copy -f data " +
+                                Quoted(out));
   if (r.exitCode != 0) return "ffmpeg failed: " + r.output;
   return ReadBinaryFile(out);
 }

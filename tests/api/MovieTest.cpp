@@ -18,10 +18,14 @@ const long long kFrame25 = 400000;  // one frame at 25 fps, in 100 ns
 
 int BitsOf(unsigned pixelFormat) {
   switch (pixelFormat) {
-    case TAVMM_PIXEL_RGB32: return 32;
-    case TAVMM_PIXEL_GREY8: return 8;
-    case TAVMM_PIXEL_YUY2: return 16;
-    default: return 24;
+    case TAVMM_PIXEL_RGB32:
+      return 32;
+    case TAVMM_PIXEL_GREY8:
+      return 8;
+    case TAVMM_PIXEL_YUY2:
+      return 16;
+    default:
+      return 24;
   }
 }
 
@@ -68,8 +72,8 @@ class Movie : public ::testing::Test {
 
   // Records `count` frames numbered from 0 at 25 fps and returns what was
   // handed in.
-  std::vector<std::string> RecordFrames(int id, const std::wstring& movie, int width, int height,
-                                        unsigned pixelFormat, int count) {
+  std::vector<std::string> RecordFrames(int id, const std::wstring& movie, int width, int height, unsigned pixelFormat,
+                                        int count) {
     std::vector<std::string> frames;
     EXPECT_EQ(dll.StartMovieRecord(id, movie.c_str()), S_OK);
     for (int n = 0; n < count; ++n) {
@@ -81,8 +85,7 @@ class Movie : public ::testing::Test {
     return frames;
   }
 
-  void ExpectFramesStored(const std::wstring& movie, const std::vector<std::string>& frames, int height,
-                          int stride) {
+  void ExpectFramesStored(const std::wstring& movie, const std::vector<std::string>& frames, int height, int stride) {
     std::string expected;
     for (const std::string& f : frames) expected += StoredFrame(f, height, stride);
     std::string stored = StreamBytes(movie, "v:0");

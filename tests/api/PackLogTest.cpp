@@ -21,10 +21,12 @@ const HRESULT kPathNotFound = HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
 class FullLog {
  public:
   explicit FullLog(HMODULE dll) {
-    auto create = reinterpret_cast<TavLogCreateEngineFn>(reinterpret_cast<void*>(GetProcAddress(dll, "TavLogCreateEngine")));
+    auto create =
+        reinterpret_cast<TavLogCreateEngineFn>(reinterpret_cast<void*>(GetProcAddress(dll, "TavLogCreateEngine")));
     auto attach =
         reinterpret_cast<TavLogAttachCallbackFn>(reinterpret_cast<void*>(GetProcAddress(dll, "TavLogAttachCallback")));
-    ok_ = create != nullptr && attach != nullptr && create(0, 0) == S_OK && attach(0, 5, 0, &OnLine, this, nullptr) == S_OK;
+    ok_ = create != nullptr && attach != nullptr && create(0, 0) == S_OK &&
+          attach(0, 5, 0, &OnLine, this, nullptr) == S_OK;
   }
   bool ok() const { return ok_; }
   // The first line that contains `text`, or empty.
@@ -73,7 +75,8 @@ TEST(PackLog, AFileWriterThatCannotOpenItsFileSaysWhyUnderThePacksModule) {
   ASSERT_FALSE(text.empty());
   const std::wstring line = log.LineWith(L"CFileWriter::Pause");
   EXPECT_NE(line.find(L"; MN=PlatformPack,TavPlatformPack; F=.\\TavPlatformPack,CFileWriter::Pause,0; SV=ERROR; "
-                      L"CD=-2147024893; MSG=Opening " + movie + L" failed: 0x80070003 " + text),
+                      L"CD=-2147024893; MSG=Opening " +
+                      movie + L" failed: 0x80070003 " + text),
             std::wstring::npos)
       << "line: " << std::string(line.begin(), line.end());
   // The library's own lines keep its module.

@@ -46,7 +46,7 @@ TEST_F(RecordControl, StartWithIdZeroFails) {
   std::wstring movie = dir + L"zero.avi";
   EXPECT_EQ(dll.StartMovieRecord(0, movie.c_str()), kFail);
   EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerStartMovieRecord -> Enter"),
-                                                          Error(L"StartMovieRecord() bad ID")}));
+                                                        Error(L"StartMovieRecord() bad ID")}));
 }
 
 TEST_F(RecordControl, StartDoesNotRunTheGraphTheFirstFrameDoes) {
@@ -64,20 +64,22 @@ TEST_F(RecordControl, StartDoesNotRunTheGraphTheFirstFrameDoes) {
   std::vector<unsigned char> frame(16 * 8 * 3, 0x11);
   ASSERT_EQ(dll.AddMovieFrame2(id, frame.data(), static_cast<unsigned>(frame.size()), 0, 0), S_OK);
   std::vector<std::wstring> first = dll.TakeLines();
-  EXPECT_TRUE(InOrder(first, {Trace(L"TavMovieMakerAddMovieFrame2 -> Enter"), Trace(L"CAviWriter::MakeCaptureGraph -> Enter"),
-                              Trace(L"CAviWriter::MakeCaptureGraph -> Leave"),
-                              Trace(L"WaitForSingleObject->Enter m_hMainMutex : TavMovieMakerAddMovieFrame"),
-                              Trace(L"TavMovieMakerAddMovieFrame2 -> Leave")}))
+  EXPECT_TRUE(
+      InOrder(first, {Trace(L"TavMovieMakerAddMovieFrame2 -> Enter"), Trace(L"CAviWriter::MakeCaptureGraph -> Enter"),
+                      Trace(L"CAviWriter::MakeCaptureGraph -> Leave"),
+                      Trace(L"WaitForSingleObject->Enter m_hMainMutex : TavMovieMakerAddMovieFrame"),
+                      Trace(L"TavMovieMakerAddMovieFrame2 -> Leave")}))
       << Dump(first);
   ASSERT_EQ(dll.AddMovieFrame2(id, frame.data(), static_cast<unsigned>(frame.size()), 400000, 1), S_OK);
   EXPECT_EQ(Count(dll.TakeLines(), Trace(L"CAviWriter::MakeCaptureGraph -> Enter")), 0) << "built once";
 
   EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
   std::vector<std::wstring> stop = dll.TakeLines();
-  EXPECT_TRUE(InOrder(stop, {Trace(L"TavMovieMakerStopMovieRecord -> Enter"), Trace(L"CAviWriter::ReleaseFilterData -> Enter"),
-                             Trace(L"CAviWriter::StopRecord -> Enter"), Trace(L"CAviWriter::StopRecord -> Leave"),
-                             Trace(L"CAviWriter::EmptyGraph -> Enter"), Trace(L"CAviWriter::EmptyGraph -> Leave"),
-                             Trace(L"TavMovieMakerStopMovieRecord -> Leave")}))
+  EXPECT_TRUE(
+      InOrder(stop, {Trace(L"TavMovieMakerStopMovieRecord -> Enter"), Trace(L"CAviWriter::ReleaseFilterData -> Enter"),
+                     Trace(L"CAviWriter::StopRecord -> Enter"), Trace(L"CAviWriter::StopRecord -> Leave"),
+                     Trace(L"CAviWriter::EmptyGraph -> Enter"), Trace(L"CAviWriter::EmptyGraph -> Leave"),
+                     Trace(L"TavMovieMakerStopMovieRecord -> Leave")}))
       << Dump(stop);
   EXPECT_EQ(ProbeStream(movie, "v:0")["nb_frames"], "2");
 }
@@ -87,7 +89,7 @@ TEST_F(RecordControl, StopWithIdZeroFails) {
   ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   EXPECT_EQ(dll.StopMovieRecord(0), kFail);
   EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerStopMovieRecord -> Enter"),
-                                                          Error(L"StopMovieRecord() bad ID")}));
+                                                        Error(L"StopMovieRecord() bad ID")}));
 }
 
 TEST_F(RecordControl, SetAudioStreamLogsEveryLineAtError) {
@@ -98,8 +100,9 @@ TEST_F(RecordControl, SetAudioStreamLogsEveryLineAtError) {
   ASSERT_FALSE(lines.empty());
   EXPECT_EQ(lines.front(), Error(L"SetAudioStream() -> Enter"));
   EXPECT_EQ(lines.back(), Error(L"SetAudioStream() -> Leave"));
-  EXPECT_TRUE(InOrder(lines, {Error(L"SetAudioStream() -> Enter"), Trace(L"CAviWriter::LoadParam -> Enter"),
-                              Trace(L"TavMovieMakerGetAudioCompressors -> Enter"), Error(L"SetAudioStream() -> Leave")}))
+  EXPECT_TRUE(
+      InOrder(lines, {Error(L"SetAudioStream() -> Enter"), Trace(L"CAviWriter::LoadParam -> Enter"),
+                      Trace(L"TavMovieMakerGetAudioCompressors -> Enter"), Error(L"SetAudioStream() -> Leave")}))
       << Dump(lines);
 }
 
@@ -122,8 +125,8 @@ TEST_F(RecordControl, SetAudioStreamWithIdZeroFails) {
   int id = 0;
   ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
   EXPECT_EQ(dll.SetAudioStream(0, 16), kFail);
-  EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Error(L"SetAudioStream() -> Enter"),
-                                                          Error(L"SetAudioStream() bad ID")}));
+  EXPECT_EQ(dll.TakeLines(),
+            (std::vector<std::wstring>{Error(L"SetAudioStream() -> Enter"), Error(L"SetAudioStream() bad ID")}));
 }
 
 // StartMovieRecord leaves SampleReady as it is. An audio block handed in

@@ -86,8 +86,8 @@ TEST_F(Registry, InitExWithExistingIdKeepsItAndRecreatesEventsAndMutex) {
   EXPECT_EQ(id, 1);
   std::vector<std::wstring> closing = ClosingTraces(dll.TakeLines());
   ASSERT_EQ(closing.size(), 7u) << Dump(closing);
-  const wchar_t* events[] = {L"m_hEventFrameReady",      L"m_hEventBufferReady",     L"m_hEventBufferDone",
-                             L"m_hEventSampleReady",     L"m_hEventAudioBufferReady", L"m_hEventAudioBufferDone"};
+  const wchar_t* events[] = {L"m_hEventFrameReady",  L"m_hEventBufferReady",      L"m_hEventBufferDone",
+                             L"m_hEventSampleReady", L"m_hEventAudioBufferReady", L"m_hEventAudioBufferDone"};
   for (size_t i = 0; i < 6; ++i) EXPECT_TRUE(IsClosingTrace(closing[i], events[i], false)) << Dump(closing);
   EXPECT_TRUE(IsClosingTrace(closing[6], L"m_hMainMutex ", true)) << Dump(closing);
 }
@@ -97,7 +97,7 @@ TEST_F(Registry, InitExWithWidthZeroFailsBeforeTheIdIsTouched) {
   EXPECT_EQ(dll.InitEx(0, 240, 25.0, nullptr, &id), kFail);
   EXPECT_EQ(id, 77);
   EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerInitEx -> Enter"),
-                                                          Error(L"Create Movie error, bad width")}));
+                                                        Error(L"Create Movie error, bad width")}));
 }
 
 TEST_F(Registry, InitExWithHeightZeroFails) {
@@ -105,7 +105,7 @@ TEST_F(Registry, InitExWithHeightZeroFails) {
   EXPECT_EQ(dll.InitEx(320, 0, 25.0, nullptr, &id), kFail);
   EXPECT_EQ(id, 0);
   EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerInitEx -> Enter"),
-                                                          Error(L"Create Movie error, bad height")}));
+                                                        Error(L"Create Movie error, bad height")}));
 }
 
 TEST_F(Registry, InitExWithFpsZeroOrNaNFails) {
@@ -177,7 +177,7 @@ TEST_F(Registry, ReleaseOfAnUnknownIdClosesTheHandlesAndCountsBack) {
   dll.TakeLines();
   dll.Release(42);
   EXPECT_EQ(dll.TakeLines(), (std::vector<std::wstring>{Trace(L"TavMovieMakerRelease -> Enter"),
-                                                          Trace(L"TavMovieMakerRelease -> Leave")}));
+                                                        Trace(L"TavMovieMakerRelease -> Leave")}));
   // The counter went back to 0, so a new writer gets ID 1 once more, and the
   // handles were closed, so none is closed again.
   int next = 0;

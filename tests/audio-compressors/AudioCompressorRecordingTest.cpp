@@ -29,9 +29,7 @@ struct CodecCase {
   int samplesPerBlock;  // of that format
 };
 
-void PrintTo(const CodecCase& c, std::ostream* out) {
-  *out << std::string(c.name, c.name + wcslen(c.name));
-}
+void PrintTo(const CodecCase& c, std::ostream* out) { *out << std::string(c.name, c.name + wcslen(c.name)); }
 
 std::string PrintName(const ::testing::TestParamInfo<CodecCase>& info) {
   std::string name;

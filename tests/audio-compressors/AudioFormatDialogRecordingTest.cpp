@@ -27,9 +27,7 @@ struct DialogCase {
   int lines;          // what the dialog lists
 };
 
-void PrintTo(const DialogCase& c, std::ostream* out) {
-  *out << std::string(c.name, c.name + wcslen(c.name));
-}
+void PrintTo(const DialogCase& c, std::ostream* out) { *out << std::string(c.name, c.name + wcslen(c.name)); }
 
 std::string PrintName(const ::testing::TestParamInfo<DialogCase>& info) {
   std::string name;

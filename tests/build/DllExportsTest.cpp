@@ -20,7 +20,10 @@ std::set<std::string> NamesInDefFile() {
     std::istringstream words(line);
     std::string word;
     if (!(words >> word) || word[0] == ';') continue;
-    if (word == "EXPORTS") { inExports = true; continue; }
+    if (word == "EXPORTS") {
+      inExports = true;
+      continue;
+    }
     if (inExports) names.insert(word);
   }
   return names;
@@ -35,8 +38,7 @@ std::set<std::string> NamesExportedBy(HMODULE module) {
   if (dir.Size == 0) return names;
   auto* exports = reinterpret_cast<const IMAGE_EXPORT_DIRECTORY*>(base + dir.VirtualAddress);
   auto* nameRvas = reinterpret_cast<const DWORD*>(base + exports->AddressOfNames);
-  for (DWORD i = 0; i < exports->NumberOfNames; ++i)
-    names.insert(reinterpret_cast<const char*>(base + nameRvas[i]));
+  for (DWORD i = 0; i < exports->NumberOfNames; ++i) names.insert(reinterpret_cast<const char*>(base + nameRvas[i]));
   return names;
 }
 
@@ -45,8 +47,7 @@ TEST(DllExports, EveryNameInTheDefFileIsFoundByGetProcAddress) {
   ASSERT_NE(dll, nullptr) << "LoadLibraryW failed: " << GetLastError();
   const std::set<std::string> expected = NamesInDefFile();
   ASSERT_FALSE(expected.empty());
-  for (const std::string& name : expected)
-    EXPECT_NE(GetProcAddress(dll, name.c_str()), nullptr) << name;
+  for (const std::string& name : expected) EXPECT_NE(GetProcAddress(dll, name.c_str()), nullptr) << name;
   FreeLibrary(dll);
 }
 

@@ -50,8 +50,8 @@ std::string UnixPathOf(const std::wstring& windowsPath) {
 std::wstring MakeTempDir() {
   static LONG counter = 0;
   wchar_t path[MAX_PATH];
-  swprintf_s(path, MAX_PATH, L"Z:\\tmp\\tavtest-%lu-%ld-%lu", GetCurrentProcessId(),
-             InterlockedIncrement(&counter), GetTickCount());
+  swprintf_s(path, MAX_PATH, L"Z:\\tmp\\tavtest-%lu-%ld-%lu", GetCurrentProcessId(), InterlockedIncrement(&counter),
+             GetTickCount());
   CreateDirectoryW(path, nullptr);
   return std::wstring(path) + L"\\";
 }
@@ -64,9 +64,8 @@ UnixResult RunUnixCommand(const std::string& command, unsigned timeoutMs) {
   const std::string out = unixDir + "/out", rc = unixDir + "/rc";
   // The status is written under another name and renamed, so a poller never
   // reads half a file.
-  const std::string script = "(" + command + ") >" + ShellQuote(out) + " 2>&1; echo $? >" +
-                             ShellQuote(rc + ".tmp") + "; mv " + ShellQuote(rc + ".tmp") + " " +
-                             ShellQuote(rc);
+  const std::string script = "(" + command + ") >" + ShellQuote(out) + " 2>&1; echo $? >" + ShellQuote(rc + ".tmp") +
+                             "; mv " + ShellQuote(rc + ".tmp") + " " + ShellQuote(rc);
   // Wine hands a Unix program its command line split on blanks, so the
   // script goes into a file and the command line stays free of quoting.
   const std::wstring scriptPath = dir + L"script.sh";
@@ -80,8 +79,7 @@ UnixResult RunUnixCommand(const std::string& command, unsigned timeoutMs) {
   PROCESS_INFORMATION process{};
   std::vector<wchar_t> buffer(escaped.begin(), escaped.end());
   buffer.push_back(L'\0');
-  if (!CreateProcessW(nullptr, buffer.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                      &process))
+  if (!CreateProcessW(nullptr, buffer.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
     return result;
   if (process.hThread) CloseHandle(process.hThread);
   if (process.hProcess) CloseHandle(process.hProcess);

@@ -17,6 +17,4 @@ TEST(UnixTools, FfprobeIsReachable) {
   EXPECT_EQ(r.output, "ffprobe version\n");
 }
 
-TEST(UnixTools, MapsAWindowsPathOnZToItsUnixPath) {
-  EXPECT_EQ(UnixPathOf(L"Z:\\tmp\\x.avi"), "/tmp/x.avi");
-}
+TEST(UnixTools, MapsAWindowsPathOnZToItsUnixPath) { EXPECT_EQ(UnixPathOf(L"Z:\\tmp\\x.avi"), "/tmp/x.avi"); }

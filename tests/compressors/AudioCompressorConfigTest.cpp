@@ -64,7 +64,8 @@ TEST_F(AudioCompressorConfigTest, RatesAreComparedInWholeKilobytesTimesEight) {
   ASSERT_EQ(m_pOutput->formatsSet.size(), 1u);
   EXPECT_EQ(m_pOutput->formatsSet[0].nAvgBytesPerSec, 16001u);
   EXPECT_EQ(m_pOutput->formatsSet[0].wFormatTag, WAVE_FORMAT_PCM);
-  EXPECT_EQ(m_log.Lines(), (Lines{T(L"AudioCompressorConfig -> Enter"), T(L"AudioCompressorConfig -> found a suitable format")}));
+  EXPECT_EQ(m_log.Lines(),
+            (Lines{T(L"AudioCompressorConfig -> Enter"), T(L"AudioCompressorConfig -> found a suitable format")}));
 }
 
 TEST_F(AudioCompressorConfigTest, ChannelsAndSampleRateMustMatchToo) {
@@ -86,8 +87,8 @@ TEST_F(AudioCompressorConfigTest, NoSuitableFormatOverwritesCapabilityZeroWithTh
   const WAVEFORMATEX& set = m_pOutput->formatsSet[0];
   EXPECT_EQ(memcmp(&set, g_pSelectedAudioFormat, sizeof(WAVEFORMATEX)), 0);
   EXPECT_EQ(set.wFormatTag, 0x11);
-  EXPECT_EQ(m_log.Lines(),
-            (Lines{T(L"AudioCompressorConfig -> Enter"), T(L"AudioCompressorConfig -> suitable format can not be found")}));
+  EXPECT_EQ(m_log.Lines(), (Lines{T(L"AudioCompressorConfig -> Enter"),
+                                  T(L"AudioCompressorConfig -> suitable format can not be found")}));
 }
 
 TEST_F(AudioCompressorConfigTest, CapabilitiesThatAreNotWaveFormatsOrFailAreSkipped) {
@@ -116,8 +117,8 @@ TEST_F(AudioCompressorConfigTest, EnumPinsFailureIsLoggedWithItsCode) {
   Select(2, 44100, 16000);
   m_pFilter->enumPinsResult = E_OUTOFMEMORY;
   AudioCompressorConfig(m_pFilter);
-  EXPECT_EQ(m_log.Lines(), (Lines{T(L"AudioCompressorConfig -> Enter"),
-                                  T(L"AudioCompressorConfig -> EnumPins faled err=8007000E")}));
+  EXPECT_EQ(m_log.Lines(),
+            (Lines{T(L"AudioCompressorConfig -> Enter"), T(L"AudioCompressorConfig -> EnumPins faled err=8007000E")}));
 }
 
 TEST_F(AudioCompressorConfigTest, ALastPinWithoutStreamConfigLeavesTheLastOneThatHasIt) {

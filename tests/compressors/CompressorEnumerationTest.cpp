@@ -24,9 +24,7 @@ const std::wstring kAudioLeave = L"TavMovieMakerGetAudioCompressors -> Leave";
 
 class CompressorEnumerationTest : public tavtest::CompressorFixture {
  protected:
-  std::wstring V(const std::wstring& message) {
-    return LogCapture::Trace(L"TavMovieMakerGetCompressors", message);
-  }
+  std::wstring V(const std::wstring& message) { return LogCapture::Trace(L"TavMovieMakerGetCompressors", message); }
   std::wstring A(const std::wstring& message) {
     return LogCapture::Trace(L"TavMovieMakerGetAudioCompressors", message);
   }
@@ -50,8 +48,8 @@ TEST_F(CompressorEnumerationTest, VideoListsUncompressedThenWineCodecs) {
   EXPECT_EQ(maxLength, 26);  // "Wine Video 1 video codec" (24) + 2
   NameList names;
   ASSERT_NO_FATAL_FAILURE(Names(false, count, maxLength, &names));
-  EXPECT_EQ(names, (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec",
-                                                   L"Wine MS-RLE video codec", L"Wine Video 1 video codec"}));
+  EXPECT_EQ(names, (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec", L"Wine MS-RLE video codec",
+                             L"Wine Video 1 video codec"}));
   EXPECT_EQ(m_log.Lines(), (NameList{V(kVideoEnter), V(kVideoLeave), V(kVideoEnter), V(kVideoLeave)}));
   EXPECT_EQ(g_pAviWriter->m_pVideoCompressors[0].pMoniker, nullptr);
   EXPECT_NE(g_pAviWriter->m_pVideoCompressors[1].pMoniker, nullptr);
@@ -87,8 +85,8 @@ TEST_F(CompressorEnumerationTest, VideoEntryWithoutFriendlyNameIsLeftOut) {
   EXPECT_EQ(maxLength, 26);
   NameList names;
   ASSERT_NO_FATAL_FAILURE(Names(false, count, maxLength, &names));
-  EXPECT_EQ(names, (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec",
-                                                   L"Wine MS-RLE video codec", L"Wine Video 1 video codec"}));
+  EXPECT_EQ(names, (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec", L"Wine MS-RLE video codec",
+                             L"Wine Video 1 video codec"}));
 }
 
 TEST_F(CompressorEnumerationTest, LongestVideoNameSetsTheLength) {
@@ -113,7 +111,7 @@ TEST_F(CompressorEnumerationTest, SecondVideoCallWithoutNamesFails) {
   EXPECT_EQ(TavMovieMakerGetCompressors(1, nullptr, &count, &maxLength), static_cast<HRESULT>(0x80004005));
   EXPECT_EQ(count, 5);
   EXPECT_EQ(m_log.Lines(), (NameList{V(kVideoEnter), LogCapture::Line(L"TavMovieMakerGetCompressors", L"ERROR", 0,
-                                                                   L"GetCompressors() bad strName")}));
+                                                                      L"GetCompressors() bad strName")}));
 }
 
 TEST_F(CompressorEnumerationTest, NameLongerThanTheHostsBufferLeavesItEmpty) {
@@ -128,9 +126,8 @@ TEST_F(CompressorEnumerationTest, NameLongerThanTheHostsBufferLeavesItEmpty) {
   EXPECT_EQ(hr, S_OK);
   // More names asked for than the table has: the extra buffers come back empty.
   ASSERT_NO_FATAL_FAILURE(Names(false, 7, maxLength, &names, &hr));
-  EXPECT_EQ(names, (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec",
-                                                    L"Wine MS-RLE video codec", L"Wine Video 1 video codec",
-                                                    L"", L""}));
+  EXPECT_EQ(names, (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec", L"Wine MS-RLE video codec",
+                             L"Wine Video 1 video codec", L"", L""}));
 }
 
 TEST_F(CompressorEnumerationTest, ANewFirstCallReplacesTheTable) {
@@ -176,9 +173,10 @@ TEST_F(CompressorEnumerationTest, OtherEnumeratorFailuresEndAtTheExport) {
 TEST_F(CompressorEnumerationTest, NullCountIsAnInvalidPointer) {
   int maxLength = 0;
   EXPECT_EQ(TavMovieMakerGetCompressors(1, nullptr, nullptr, &maxLength), E_POINTER);
-  EXPECT_EQ(m_log.Lines(),
-            (NameList{V(kVideoEnter), LogCapture::Line(L"TavMovieMakerGetCompressors", L"ERROR", -2147467261,
-                                                    L"TavMovieMakerGetCompressors() error: Unknown error 0x80004003")}));
+  EXPECT_EQ(
+      m_log.Lines(),
+      (NameList{V(kVideoEnter), LogCapture::Line(L"TavMovieMakerGetCompressors", L"ERROR", -2147467261,
+                                                 L"TavMovieMakerGetCompressors() error: Unknown error 0x80004003")}));
 }
 
 TEST_F(CompressorEnumerationTest, AudioWithoutAudioSourceReturnsSFalse) {
@@ -253,7 +251,7 @@ TEST_F(CompressorEnumerationTest, SecondAudioCallWithoutNamesFails) {
   int maxLength = 11;
   EXPECT_EQ(TavMovieMakerGetAudioCompressors(1, nullptr, &count, &maxLength), static_cast<HRESULT>(0x80004005));
   EXPECT_EQ(m_log.Lines(), (NameList{A(kAudioEnter), LogCapture::Line(L"TavMovieMakerGetAudioCompressors", L"ERROR", 0,
-                                                                   L"GetAudioCompressors() bad strName")}));
+                                                                      L"GetAudioCompressors() bad strName")}));
 }
 
 }  // namespace

@@ -29,8 +29,7 @@ void CompressorFixture::AttachAudioSource() {
   g_pAviWriter->m_pAudioSource = static_cast<IBaseFilter*>(m_pAudio);
 }
 
-void CompressorFixture::Names(bool audio, int count, int maxLength, std::vector<std::wstring>* names,
-                              HRESULT* result) {
+void CompressorFixture::Names(bool audio, int count, int maxLength, std::vector<std::wstring>* names, HRESULT* result) {
   std::vector<std::vector<wchar_t>> buffers(static_cast<size_t>(count),
                                             std::vector<wchar_t>(static_cast<size_t>(maxLength) + 1, L'#'));
   std::vector<wchar_t*> hostBuffers;

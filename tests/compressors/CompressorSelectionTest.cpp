@@ -181,9 +181,10 @@ TEST_F(CompressorSelectionTest, AudioRefusesNullNamesAndRecording) {
   EXPECT_EQ(TavMovieMakerSetAudioCompressor(1, nullptr), E_FAIL);
   g_pAviWriter->m_bStarted = true;
   EXPECT_EQ(TavMovieMakerSetAudioCompressor(1, L"PCM (Uncompressed)"), E_FAIL);
-  EXPECT_EQ(m_log.Lines(), (Lines{A(L"TavMovieMakerSetAudioCompressor -> Enter"), AErr(L"SetAudioCompressor() bad strCodec"),
-                                  A(L"TavMovieMakerSetAudioCompressor -> Enter"), Load(L"CAviWriter::LoadParam -> Enter"),
-                                  Load(L"CAviWriter::LoadParam -> Leave"), AErr(L"pAviWriter->m_bStarted is true")}));
+  EXPECT_EQ(m_log.Lines(),
+            (Lines{A(L"TavMovieMakerSetAudioCompressor -> Enter"), AErr(L"SetAudioCompressor() bad strCodec"),
+                   A(L"TavMovieMakerSetAudioCompressor -> Enter"), Load(L"CAviWriter::LoadParam -> Enter"),
+                   Load(L"CAviWriter::LoadParam -> Leave"), AErr(L"pAviWriter->m_bStarted is true")}));
 }
 
 TEST_F(CompressorSelectionTest, AudioWithoutASourceFindsNoTableAndChoosesNothing) {
@@ -219,7 +220,7 @@ TEST_F(CompressorSelectionTest, ATableAnotherWriterStillHoldsStaysUsable) {
   Lines names;
   ASSERT_NO_FATAL_FAILURE(Names(false, 5, maxLength, &names));
   EXPECT_EQ(names, (Lines{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec", L"Wine MS-RLE video codec",
-                                               L"Wine Video 1 video codec"}));
+                          L"Wine Video 1 video codec"}));
 }
 
 }  // namespace

@@ -165,11 +165,10 @@ TEST_F(AudioSourceTest, SixteenBitsSelectsTheSixteenBitType) {
   ASSERT_EQ(S_OK, pin_->GetMediaType(1, &mt));  // both positions: the stored type
   Expect16BitType(mt);
   EXPECT_EQ(VFW_S_NO_MORE_ITEMS, pin_->GetMediaType(2, &mt));
-  EXPECT_EQ((std::vector<std::wstring>{L"CAudioSource::InitParam2 -> Enter",
-                                       L"CAudioSource::InitParam2 -> Leave"}),
+  EXPECT_EQ((std::vector<std::wstring>{L"CAudioSource::InitParam2 -> Enter", L"CAudioSource::InitParam2 -> Leave"}),
             TraceRecorder::Messages());
-  EXPECT_TRUE(TraceRecorder::Has(kFile, "CAudioSource::InitParam2", LOG_SEV_TRACE,
-                                 L"CAudioSource::InitParam2 -> Leave"));
+  EXPECT_TRUE(
+      TraceRecorder::Has(kFile, "CAudioSource::InitParam2", LOG_SEV_TRACE, L"CAudioSource::InitParam2 -> Leave"));
   // Once set, only the stored type in full passes: a later 24-bit request
   // is refused and the 16-bit type stays.
   ASSERT_EQ(S_OK, audio_->InitParam2(24, 1, 10));
@@ -344,11 +343,10 @@ TEST_F(AudioSourceTest, FillBufferLinesInOrder) {
   ASSERT_EQ(S_OK, FillWith(&sample));
   EXPECT_EQ((std::vector<std::wstring>{
                 L"CPinAudioStream::FillBuffer -> Enter", L"SetEvent->Enter m_hEventAudioBufferReady",
-                L"SetEvent->Leave m_hEventAudioBufferReady",
-                L"WaitForSingleObject->Enter m_hEventSampleReady",
-                L"WaitForSingleObject->Leave m_hEventSampleReady", L"CopyMemory->Enter",
-                L"CopyMemory->Leave", L"SetEvent->Enter m_hEventAudioBufferDone",
-                L"SetEvent->Leave m_hEventAudioBufferDone", L"CPinAudioStream::FillBuffer -> Leave"}),
+                L"SetEvent->Leave m_hEventAudioBufferReady", L"WaitForSingleObject->Enter m_hEventSampleReady",
+                L"WaitForSingleObject->Leave m_hEventSampleReady", L"CopyMemory->Enter", L"CopyMemory->Leave",
+                L"SetEvent->Enter m_hEventAudioBufferDone", L"SetEvent->Leave m_hEventAudioBufferDone",
+                L"CPinAudioStream::FillBuffer -> Leave"}),
             TraceRecorder::Messages(kFill));
   for (const auto& line : TraceRecorder::Lines()) EXPECT_EQ(kFile, line.file);
   EXPECT_TRUE(host_.WaitBufferReady(0));
@@ -377,15 +375,13 @@ TEST_F(AudioSourceTest, StopWhileWaitingForABlock) {
   EXPECT_TRUE(host_.WaitBufferDone(0));
   EXPECT_EQ(0, sample.getPointerCalls);
   EXPECT_EQ(0, sample.setterCalls);
-  EXPECT_EQ((std::vector<std::wstring>{
-                L"CPinAudioStream::FillBuffer -> Enter", L"SetEvent->Enter m_hEventAudioBufferReady",
-                L"SetEvent->Leave m_hEventAudioBufferReady",
-                L"WaitForSingleObject->Enter m_hEventSampleReady",
-                L"WaitForSingleObject->Leave m_hEventSampleReady",
-                L"SetEvent->Enter m_hEventAudioBufferDone with m_bStop",
-                L"SetEvent->Leave m_hEventAudioBufferDone with m_bStop",
-                L"CPinAudioStream::FillBuffer -> Return 2"}),
-            TraceRecorder::Messages(kFill));
+  EXPECT_EQ(
+      (std::vector<std::wstring>{
+          L"CPinAudioStream::FillBuffer -> Enter", L"SetEvent->Enter m_hEventAudioBufferReady",
+          L"SetEvent->Leave m_hEventAudioBufferReady", L"WaitForSingleObject->Enter m_hEventSampleReady",
+          L"WaitForSingleObject->Leave m_hEventSampleReady", L"SetEvent->Enter m_hEventAudioBufferDone with m_bStop",
+          L"SetEvent->Leave m_hEventAudioBufferDone with m_bStop", L"CPinAudioStream::FillBuffer -> Return 2"}),
+      TraceRecorder::Messages(kFill));
   EXPECT_EQ((std::vector<std::wstring>{L"CAudioSource::ReleaseFilterData -> Enter",
                                        L"CAudioSource::ReleaseFilterData -> Leave"}),
             TraceRecorder::Messages("CAudioSource::ReleaseFilterData"));
@@ -407,8 +403,7 @@ TEST_F(AudioSourceTest, BreakCallChangesNothing) {
                                  L"CAudioSource::AddFrame, BreakFrame -> Leave"));
   EXPECT_TRUE(TraceRecorder::Has(kFile, "CAudioSource::AddFrame2", LOG_SEV_TRACE,
                                  L"CAudioSource::AddFrame, BreakFrame -> Leave"));
-  EXPECT_TRUE(TraceRecorder::Has(kFile, "CAudioSource::AddFrame2", LOG_SEV_TRACE,
-                                 L"CAudioSource::AddFrame -> Enter"));
+  EXPECT_TRUE(TraceRecorder::Has(kFile, "CAudioSource::AddFrame2", LOG_SEV_TRACE, L"CAudioSource::AddFrame -> Enter"));
 }
 
 TEST_F(AudioSourceTest, FirstBlockTimeRestartsUntilASampleWentOut) {
@@ -440,11 +435,10 @@ TEST_F(AudioSourceTest, NumbersThreeThenSixDropTwo) {
   EXPECT_EQ(2, pin_->m_cDrop);
   EXPECT_EQ(4, pin_->m_cFramesTotal);
   EXPECT_EQ(6u, filter_->m_uLastFrameNumber);
-  EXPECT_EQ((std::vector<std::wstring>{
-                L"CAudioSource::AddFrame -> Enter", L"First frame", L"CAudioSource::AddFrame -> Leave",
-                L"CAudioSource::AddFrame -> Enter",
-                L"m_cFramesTotal=1, frame_time=1000000, curr_frame_time=30000, frame_num=6",
-                L"Frame dropped: m_pPin->m_cDrop=2", L"CAudioSource::AddFrame -> Leave"}),
+  EXPECT_EQ((std::vector<std::wstring>{L"CAudioSource::AddFrame -> Enter", L"First frame",
+                                       L"CAudioSource::AddFrame -> Leave", L"CAudioSource::AddFrame -> Enter",
+                                       L"m_cFramesTotal=1, frame_time=1000000, curr_frame_time=30000, frame_num=6",
+                                       L"Frame dropped: m_pPin->m_cDrop=2", L"CAudioSource::AddFrame -> Leave"}),
             TraceRecorder::Messages("CAudioSource::AddFrame2"));
   FakeMediaSample sample(100);
   ASSERT_EQ(S_OK, FillWith(&sample));
@@ -459,12 +453,12 @@ TEST_F(AudioSourceTest, InitParam2OpensMissingEventsByName) {
   const UINT id = 60000 + GetCurrentProcessId() % 10000;
   TraceRecorder::Clear();
   EXPECT_EQ(S_FALSE, audio_->InitParam2(16, id, 10));
-  EXPECT_TRUE(TraceRecorder::Has(kFile, "CAudioSource::InitParam2", LOG_SEV_ERROR,
-                                 L"m_pPin->m_hEventSampleReady == NULL"));
+  EXPECT_TRUE(
+      TraceRecorder::Has(kFile, "CAudioSource::InitParam2", LOG_SEV_ERROR, L"m_pPin->m_hEventSampleReady == NULL"));
   std::vector<HANDLE> named;
   const wchar_t* formats[3] = {L"Sample Ready %d", L"Audio Buffer Ready %d", L"Audio Buffer Done %d"};
-  const wchar_t* missing[3] = {L"m_pPin->m_hEventAudioBufferReady == NULL",
-                               L"m_pPin->m_hEventAudioBufferDone == NULL", nullptr};
+  const wchar_t* missing[3] = {L"m_pPin->m_hEventAudioBufferReady == NULL", L"m_pPin->m_hEventAudioBufferDone == NULL",
+                               nullptr};
   for (int i = 0; i < 3; ++i) {
     wchar_t name[64];
     swprintf_s(name, 64, formats[i], id);
@@ -486,10 +480,9 @@ TEST_F(AudioSourceTest, InitParam2OpensMissingEventsByName) {
 TEST_F(AudioSourceTest, DestructorLines) {
   TraceRecorder::Clear();
   audio_->Release();  // the last reference
-  EXPECT_EQ((std::vector<std::wstring>{L"CAudioSource::~CAudioSource -> Enter",
-                                       L"CPinAudioStream::~CPinAudioStream -> Enter",
-                                       L"CPinAudioStream::~CPinAudioStream -> Leave",
-                                       L"CAudioSource::~CAudioSource -> Leave"}),
+  EXPECT_EQ((std::vector<std::wstring>{
+                L"CAudioSource::~CAudioSource -> Enter", L"CPinAudioStream::~CPinAudioStream -> Enter",
+                L"CPinAudioStream::~CPinAudioStream -> Leave", L"CAudioSource::~CAudioSource -> Leave"}),
             TraceRecorder::Messages());
   for (const auto& line : TraceRecorder::Lines()) EXPECT_EQ(kFile, line.file);
   // A fresh filter for TearDown to release.

@@ -18,8 +18,7 @@ class FakeAllocator : public IMemAllocator {
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
-  HRESULT STDMETHODCALLTYPE SetProperties(ALLOCATOR_PROPERTIES* pRequest,
-                                          ALLOCATOR_PROPERTIES* pActual) override {
+  HRESULT STDMETHODCALLTYPE SetProperties(ALLOCATOR_PROPERTIES* pRequest, ALLOCATOR_PROPERTIES* pActual) override {
     asked = *pRequest;
     if (FAILED(setResult)) return setResult;
     *pActual = *pRequest;

@@ -82,9 +82,7 @@ class FakeMediaSample : public IMediaSample {
     discontinuity = b ? 1 : 0;
     return S_OK;
   }
-  HRESULT STDMETHODCALLTYPE GetMediaTime(LONGLONG*, LONGLONG*) override {
-    return VFW_E_MEDIA_TIME_NOT_SET;
-  }
+  HRESULT STDMETHODCALLTYPE GetMediaTime(LONGLONG*, LONGLONG*) override { return VFW_E_MEDIA_TIME_NOT_SET; }
   HRESULT STDMETHODCALLTYPE SetMediaTime(LONGLONG*, LONGLONG*) override { return S_OK; }
 };
 

@@ -33,8 +33,8 @@ HRESULT HostHandOver::PushFrame(IMovie2* pMovie, BYTE* pData, int size, unsigned
   return WaitBufferDone(timeoutMs) ? S_OK : kHandOverTimeout;
 }
 
-HRESULT HostHandOver::PushAudio(IAudio* pAudio, BYTE* pData, int size, unsigned __int64 time,
-                                unsigned __int64 number, DWORD timeoutMs) {
+HRESULT HostHandOver::PushAudio(IAudio* pAudio, BYTE* pData, int size, unsigned __int64 time, unsigned __int64 number,
+                                DWORD timeoutMs) {
   if (!WaitBufferReady(timeoutMs)) return kHandOverTimeout;
   if (number == ~0ull) {
     pAudio->AddFrame(pData, size, time);

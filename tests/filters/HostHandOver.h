@@ -30,11 +30,11 @@ class HostHandOver {
 
   // A frame through IMovie2::AddFrame2 (or AddFrame when frameNumber is
   // all ones). S_OK, or kHandOverTimeout when a wait ran out.
-  HRESULT PushFrame(IMovie2* pMovie, BYTE* pData, int size, unsigned __int64 time,
-                    unsigned __int64 frameNumber, DWORD timeoutMs = 10000);
+  HRESULT PushFrame(IMovie2* pMovie, BYTE* pData, int size, unsigned __int64 time, unsigned __int64 frameNumber,
+                    DWORD timeoutMs = 10000);
   // An audio block through IAudio::AddFrame2 (or AddFrame for all ones).
-  HRESULT PushAudio(IAudio* pAudio, BYTE* pData, int size, unsigned __int64 time,
-                    unsigned __int64 number, DWORD timeoutMs = 10000);
+  HRESULT PushAudio(IAudio* pAudio, BYTE* pData, int size, unsigned __int64 time, unsigned __int64 number,
+                    DWORD timeoutMs = 10000);
 
   // Waits for "buffer ready" only (the pin asks for data).
   bool WaitBufferReady(DWORD timeoutMs);

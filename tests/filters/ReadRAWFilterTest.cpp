@@ -66,15 +66,11 @@ class ReadRAWFilterTest : public ::testing::Test {
 
 TEST_F(ReadRAWFilterTest, CreateInstanceBuildsTheFilterAndItsPin) {
   std::vector<std::wstring> expected = {
-      L"CPushSourceReadRAW::CreateInstance -> Enter",
-      L"CPushSourceReadRAW::CPushSourceReadRAW -> Enter",
-      L"CPushPinReadRAW::CPushPinReadRAW -> Enter",
-      L"CPushPinReadRAW::CPushPinReadRAW -> Leave",
-      L"CPushSourceReadRAW::CPushSourceReadRAW -> Leave",
-      L"CPushSourceReadRAW::CreateInstance -> Leave"};
+      L"CPushSourceReadRAW::CreateInstance -> Enter",     L"CPushSourceReadRAW::CPushSourceReadRAW -> Enter",
+      L"CPushPinReadRAW::CPushPinReadRAW -> Enter",       L"CPushPinReadRAW::CPushPinReadRAW -> Leave",
+      L"CPushSourceReadRAW::CPushSourceReadRAW -> Leave", L"CPushSourceReadRAW::CreateInstance -> Leave"};
   EXPECT_EQ(expected, TraceRecorder::Messages());
-  EXPECT_TRUE(Logged("CPushPinReadRAW::CPushPinReadRAW", LOG_SEV_TRACE,
-                     L"CPushPinReadRAW::CPushPinReadRAW -> Enter"));
+  EXPECT_TRUE(Logged("CPushPinReadRAW::CPushPinReadRAW", LOG_SEV_TRACE, L"CPushPinReadRAW::CPushPinReadRAW -> Enter"));
   for (const auto& line : TraceRecorder::Lines()) EXPECT_EQ(kFile, line.file);
 
   CLSID clsid = {};
@@ -115,10 +111,9 @@ TEST_F(ReadRAWFilterTest, DestructorLinesAndEveryObjectFreed) {
   TraceRecorder::Clear();
   movie_->Release();
   movie_ = nullptr;
-  std::vector<std::wstring> expected = {L"CPushSourceReadRAW::~CPushSourceReadRAW -> Enter",
-                                        L"CPushPinReadRAW::~CPushPinReadRAW -> Enter",
-                                        L"CPushPinReadRAW::~CPushPinReadRAW -> Leave",
-                                        L"CPushSourceReadRAW::~CPushSourceReadRAW -> Leave"};
+  std::vector<std::wstring> expected = {
+      L"CPushSourceReadRAW::~CPushSourceReadRAW -> Enter", L"CPushPinReadRAW::~CPushPinReadRAW -> Enter",
+      L"CPushPinReadRAW::~CPushPinReadRAW -> Leave", L"CPushSourceReadRAW::~CPushSourceReadRAW -> Leave"};
   EXPECT_EQ(expected, TraceRecorder::Messages());
   EXPECT_EQ(baseline_, CBaseObject::ObjectsActive());
 }
@@ -185,10 +180,10 @@ TEST_F(ReadRAWFilterTest, InitParamIsTheIntegerRateForm) {
   EXPECT_EQ(320, pin_->m_pbmi->biWidth);
   EXPECT_EQ(5u, pin_->m_uReserved);
   EXPECT_EQ(8u, pin_->m_uWriterId);
-  EXPECT_EQ((std::vector<std::wstring>{L"CPushSourceReadRAW::InitParam -> Enter",
-                                       L"CPushSourceReadRAW::InitParam2 -> Enter",
-                                       L"CPushSourceReadRAW::InitParam2 -> Leave"}),
-            TraceRecorder::Messages());
+  EXPECT_EQ(
+      (std::vector<std::wstring>{L"CPushSourceReadRAW::InitParam -> Enter", L"CPushSourceReadRAW::InitParam2 -> Enter",
+                                 L"CPushSourceReadRAW::InitParam2 -> Leave"}),
+      TraceRecorder::Messages());
 }
 
 TEST_F(ReadRAWFilterTest, InitParam2OpensEventsByNameWhenNoneWereGiven) {
@@ -214,8 +209,7 @@ TEST_F(ReadRAWFilterTest, InitParam2StopsAtTheFirstEventItCannotOpen) {
   const UINT id = 50000 + GetCurrentProcessId() % 10000;
   TraceRecorder::Clear();
   EXPECT_EQ(S_FALSE, movie_->InitParam2(64, 64, 10.0, 0, id));
-  EXPECT_TRUE(Logged("CPushSourceReadRAW::InitParam2", LOG_SEV_ERROR,
-                     L"m_pPin->m_hEventFrameReady == NULL"));
+  EXPECT_TRUE(Logged("CPushSourceReadRAW::InitParam2", LOG_SEV_ERROR, L"m_pPin->m_hEventFrameReady == NULL"));
   EXPECT_EQ(0, TraceRecorder::Count(L"CPushSourceReadRAW::InitParam2 -> Leave"));
 
   wchar_t name[64];
@@ -224,14 +218,12 @@ TEST_F(ReadRAWFilterTest, InitParam2StopsAtTheFirstEventItCannotOpen) {
   TraceRecorder::Clear();
   EXPECT_EQ(S_FALSE, movie_->InitParam2(64, 64, 10.0, 0, id));
   EXPECT_NE(nullptr, pin_->m_hEventFrameReady);  // stays open
-  EXPECT_TRUE(Logged("CPushSourceReadRAW::InitParam2", LOG_SEV_ERROR,
-                     L"m_pPin->m_hEventBufferReady == NULL"));
+  EXPECT_TRUE(Logged("CPushSourceReadRAW::InitParam2", LOG_SEV_ERROR, L"m_pPin->m_hEventBufferReady == NULL"));
   swprintf_s(name, 64, L"Buffer Ready %d", id);
   HANDLE bufferReady = CreateEventW(nullptr, FALSE, FALSE, name);
   TraceRecorder::Clear();
   EXPECT_EQ(S_FALSE, movie_->InitParam2(64, 64, 10.0, 0, id));
-  EXPECT_TRUE(Logged("CPushSourceReadRAW::InitParam2", LOG_SEV_ERROR,
-                     L"m_pPin->m_hEventBufferDone == NULL"));
+  EXPECT_TRUE(Logged("CPushSourceReadRAW::InitParam2", LOG_SEV_ERROR, L"m_pPin->m_hEventBufferDone == NULL"));
   CloseHandle(frameReady);
   CloseHandle(bufferReady);
 }
@@ -306,8 +298,8 @@ TEST_F(ReadRAWFilterTest, BreakFrameChangesNoCounter) {
   EXPECT_EQ(S_OK, movie_->AddFrame2(nullptr, 0, 0, 0));
   EXPECT_TRUE(filter_->m_bBreakPending);
   EXPECT_EQ(2u, pin_->m_cFramesTotal);
-  EXPECT_TRUE(Logged("CPushSourceReadRAW::AddFrame2", LOG_SEV_TRACE,
-                     L"CPushSourceReadRAW::AddFrame2, BreakFrame -> Leave"));
+  EXPECT_TRUE(
+      Logged("CPushSourceReadRAW::AddFrame2", LOG_SEV_TRACE, L"CPushSourceReadRAW::AddFrame2, BreakFrame -> Leave"));
   // AddFrame2 needs all four: a frame number makes it a (null) frame, whose
   // gap from the last number (0) is taken by the pending break.
   EXPECT_EQ(S_FALSE, movie_->AddFrame2(nullptr, 0, 0, 5));
@@ -352,10 +344,9 @@ TEST_F(ReadRAWFilterTest, OneUnitLaterCountsTwoDroppedSlots) {
   ASSERT_EQ(S_OK, movie_->AddFrame(frame_, 4, 1000 + 1400001));
   EXPECT_EQ(2u, pin_->m_cDrop);
   EXPECT_EQ(6u, pin_->m_cFramesTotal);
-  EXPECT_EQ((std::vector<std::wstring>{
-                L"CPushSourceReadRAW::AddFrame -> Enter",
-                L"m_cFramesTotal=3, frame_time=1200000, curr_frame_time=1400001",
-                L"Frame dropped: m_pPin->m_cDrop=2", L"CPushSourceReadRAW::AddFrame -> Leave"}),
+  EXPECT_EQ((std::vector<std::wstring>{L"CPushSourceReadRAW::AddFrame -> Enter",
+                                       L"m_cFramesTotal=3, frame_time=1200000, curr_frame_time=1400001",
+                                       L"Frame dropped: m_pPin->m_cDrop=2", L"CPushSourceReadRAW::AddFrame -> Leave"}),
             TraceRecorder::Messages());
 }
 
@@ -391,10 +382,9 @@ TEST_F(ReadRAWFilterTest, FrameNumbersSevenThenTenDropTwo) {
   EXPECT_EQ(2u, pin_->m_cDrop);
   EXPECT_EQ(4u, pin_->m_cFramesTotal);
   EXPECT_EQ(10u, filter_->m_uLastFrameNumber);
-  EXPECT_EQ((std::vector<std::wstring>{
-                L"CPushSourceReadRAW::AddFrame2 -> Enter",
-                L"m_cFramesTotal=1, frame_time=400000, curr_frame_time=400, frame_num=10",
-                L"Frame dropped: m_pPin->m_cDrop=2", L"CPushSourceReadRAW::AddFrame2 -> Leave"}),
+  EXPECT_EQ((std::vector<std::wstring>{L"CPushSourceReadRAW::AddFrame2 -> Enter",
+                                       L"m_cFramesTotal=1, frame_time=400000, curr_frame_time=400, frame_num=10",
+                                       L"Frame dropped: m_pPin->m_cDrop=2", L"CPushSourceReadRAW::AddFrame2 -> Leave"}),
             TraceRecorder::Messages());
 }
 

@@ -200,8 +200,8 @@ TEST_F(ReadRAWGraphTest, PinAnswersAsACapturePin) {
   ASSERT_EQ(S_OK, out->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&props)));
   GUID category = GUID_NULL;
   DWORD returned = 0;
-  EXPECT_EQ(S_OK, props->Get(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &category,
-                             sizeof(category), &returned));
+  EXPECT_EQ(S_OK,
+            props->Get(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &category, sizeof(category), &returned));
   EXPECT_EQ(PIN_CATEGORY_CAPTURE, category);
   EXPECT_EQ(16u, returned);
   props->Release();
@@ -291,8 +291,7 @@ TEST_F(ReadRAWGraphTest, ReceiveFailureLandsInTheStreamErrorAndFreesTheHost) {
   EXPECT_EQ(failure, filter_->TakeStreamError());
   EXPECT_EQ(S_OK, filter_->TakeStreamError());
   EXPECT_EQ(1, sink_->SampleCount());
-  EXPECT_TRUE(TraceRecorder::Has(L".\\ReadRAW", "CPushPinReadRAW::FillBuffer", LOG_SEV_WARNING,
-                                 L"pSample==NULL"));
+  EXPECT_TRUE(TraceRecorder::Has(L".\\ReadRAW", "CPushPinReadRAW::FillBuffer", LOG_SEV_WARNING, L"pSample==NULL"));
   EXPECT_EQ(S_OK, graph_.Stop());
   EXPECT_FALSE(pin_->ThreadExists());
 }

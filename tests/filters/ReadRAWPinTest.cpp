@@ -245,11 +245,10 @@ TEST_F(ReadRAWPinTest, PropertySetReportsTheCapturePinCategory) {
   EXPECT_EQ(S_OK, props->Get(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, nullptr, 0, &returned));
   EXPECT_EQ(16u, returned);
   returned = 0;
-  EXPECT_EQ(E_UNEXPECTED,
-            props->Get(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &category, 15, &returned));
+  EXPECT_EQ(E_UNEXPECTED, props->Get(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &category, 15, &returned));
   EXPECT_EQ(16u, returned);
-  EXPECT_EQ(S_OK, props->Get(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &category,
-                             sizeof(category), nullptr));
+  EXPECT_EQ(S_OK,
+            props->Get(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, nullptr, 0, &category, sizeof(category), nullptr));
   EXPECT_EQ(PIN_CATEGORY_CAPTURE, category);
   DWORD support = 0;
   EXPECT_EQ(S_OK, props->QuerySupported(AMPROPSETID_Pin, AMPROPERTY_PIN_CATEGORY, &support));
@@ -331,16 +330,15 @@ TEST_F(ReadRAWPinTest, StopWhileWaitingForAFrameLeavesTheSampleUntouched) {
   EXPECT_EQ(0, sample.setterCalls);
   EXPECT_EQ((std::vector<std::wstring>{
                 L"CPushPinReadRAW::FillBuffer -> Enter", L"SetEvent->Enter m_hEventBufferReady",
-                L"SetEvent->Leave m_hEventBufferReady",
-                L"WaitForSingleObject->Enter m_hEventFrameReady",
-                L"WaitForSingleObject->Leave m_hEventFrameReady",
-                L"SetEvent->Enter m_hEventBufferDone with m_bStop",
-                L"SetEvent->Leave m_hEventBufferDone with m_bStop",
-                L"Total frames written: 12, dropped: 0", L"CPushPinReadRAW::FillBuffer -> Return 2"}),
+                L"SetEvent->Leave m_hEventBufferReady", L"WaitForSingleObject->Enter m_hEventFrameReady",
+                L"WaitForSingleObject->Leave m_hEventFrameReady", L"SetEvent->Enter m_hEventBufferDone with m_bStop",
+                L"SetEvent->Leave m_hEventBufferDone with m_bStop", L"Total frames written: 12, dropped: 0",
+                L"CPushPinReadRAW::FillBuffer -> Return 2"}),
             TraceRecorder::Messages(kFill));
   for (const auto& line : TraceRecorder::Lines()) {
     EXPECT_EQ(kFile, line.file);
-    EXPECT_EQ(static_cast<unsigned>(LOG_SEV_TRACE), line.severity) << std::string(line.message.begin(), line.message.end());
+    EXPECT_EQ(static_cast<unsigned>(LOG_SEV_TRACE), line.severity)
+        << std::string(line.message.begin(), line.message.end());
   }
 }
 
@@ -361,13 +359,12 @@ TEST_F(ReadRAWPinTest, FillBufferCopiesAndStampsOneFrame) {
   EXPECT_EQ(1, pin_->m_iSampleNumber);
   EXPECT_TRUE(host_.WaitBufferReady(0));
   EXPECT_TRUE(host_.WaitBufferDone(0));
-  EXPECT_EQ((std::vector<std::wstring>{
-                L"CPushPinReadRAW::FillBuffer -> Enter", L"SetEvent->Enter m_hEventBufferReady",
-                L"SetEvent->Leave m_hEventBufferReady",
-                L"WaitForSingleObject->Enter m_hEventFrameReady",
-                L"WaitForSingleObject->Leave m_hEventFrameReady", L"CopyMemory->Enter",
-                L"CopyMemory->Leave", L"SetEvent->Enter m_hEventBufferDone",
-                L"SetEvent->Leave m_hEventBufferDone", L"CPushPinReadRAW::FillBuffer -> Leave"}),
+  EXPECT_EQ((std::vector<std::wstring>{L"CPushPinReadRAW::FillBuffer -> Enter", L"SetEvent->Enter m_hEventBufferReady",
+                                       L"SetEvent->Leave m_hEventBufferReady",
+                                       L"WaitForSingleObject->Enter m_hEventFrameReady",
+                                       L"WaitForSingleObject->Leave m_hEventFrameReady", L"CopyMemory->Enter",
+                                       L"CopyMemory->Leave", L"SetEvent->Enter m_hEventBufferDone",
+                                       L"SetEvent->Leave m_hEventBufferDone", L"CPushPinReadRAW::FillBuffer -> Leave"}),
             TraceRecorder::Messages(kFill));
 }
 
@@ -403,8 +400,7 @@ TEST_F(ReadRAWPinTest, BottomUpCopyUsesThe1924ByteStride) {
   FakeMediaSample sample(5772);
   ASSERT_EQ(S_OK, FillWith(&sample));
   for (int row = 0; row < 3; ++row) {
-    EXPECT_EQ(0, std::memcmp(sample.buffer.data() + row * 1924, frame.data() + (2 - row) * 1924, 1924))
-        << row;
+    EXPECT_EQ(0, std::memcmp(sample.buffer.data() + row * 1924, frame.data() + (2 - row) * 1924, 1924)) << row;
   }
   EXPECT_EQ(5772, sample.actualLength);
 }

@@ -26,9 +26,7 @@ void TestGraph::Release() {
   }
 }
 
-HRESULT TestGraph::Add(IBaseFilter* pFilter, const wchar_t* pName) {
-  return m_pGraph->AddFilter(pFilter, pName);
-}
+HRESULT TestGraph::Add(IBaseFilter* pFilter, const wchar_t* pName) { return m_pGraph->AddFilter(pFilter, pName); }
 
 IPin* FirstPin(IBaseFilter* pFilter) {
   IEnumPins* pEnum = nullptr;
@@ -43,8 +41,7 @@ IPin* FirstPin(IBaseFilter* pFilter) {
 HRESULT TestGraph::ConnectFirstPins(IBaseFilter* pFrom, IBaseFilter* pTo) {
   IPin* pOut = FirstPin(pFrom);
   IPin* pIn = FirstPin(pTo);
-  HRESULT hr = (pOut != nullptr && pIn != nullptr) ? m_pGraph->ConnectDirect(pOut, pIn, nullptr)
-                                                   : E_FAIL;
+  HRESULT hr = (pOut != nullptr && pIn != nullptr) ? m_pGraph->ConnectDirect(pOut, pIn, nullptr) : E_FAIL;
   if (pOut != nullptr) pOut->Release();
   if (pIn != nullptr) pIn->Release();
   return hr;

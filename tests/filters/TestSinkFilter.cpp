@@ -48,9 +48,7 @@ HRESULT STDMETHODCALLTYPE CTestSinkPin::GetAllocatorRequirements(ALLOCATOR_PROPE
   return m_pSink->GiveRequirements(pProps);
 }
 
-HRESULT STDMETHODCALLTYPE CTestSinkPin::Receive(IMediaSample* pSample) {
-  return m_pSink->OnReceive(pSample);
-}
+HRESULT STDMETHODCALLTYPE CTestSinkPin::Receive(IMediaSample* pSample) { return m_pSink->OnReceive(pSample); }
 
 HRESULT STDMETHODCALLTYPE CTestSinkPin::ReceiveMultiple(IMediaSample** pSamples, long nSamples,
                                                         long* nSamplesProcessed) {
@@ -137,8 +135,8 @@ HRESULT CTestSinkFilter::GiveAllocator(IMemAllocator** ppAllocator) {
   *ppAllocator = nullptr;
   if (!offerAllocator) return VFW_E_NO_ALLOCATOR;
   if (m_pOwnAllocator == nullptr) {
-    HRESULT hr = CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER,
-                                  IID_IMemAllocator, reinterpret_cast<void**>(&m_pOwnAllocator));
+    HRESULT hr = CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER, IID_IMemAllocator,
+                                  reinterpret_cast<void**>(&m_pOwnAllocator));
     if (FAILED(hr)) return hr;
   }
   m_pOwnAllocator->AddRef();

@@ -48,8 +48,7 @@ class CTestSinkPin : public CBasePin, public IMemInputPin {
   HRESULT STDMETHODCALLTYPE NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly) override;
   HRESULT STDMETHODCALLTYPE GetAllocatorRequirements(ALLOCATOR_PROPERTIES* pProps) override;
   HRESULT STDMETHODCALLTYPE Receive(IMediaSample* pSample) override;
-  HRESULT STDMETHODCALLTYPE ReceiveMultiple(IMediaSample** pSamples, long nSamples,
-                                            long* nSamplesProcessed) override;
+  HRESULT STDMETHODCALLTYPE ReceiveMultiple(IMediaSample** pSamples, long nSamples, long* nSamplesProcessed) override;
   HRESULT STDMETHODCALLTYPE ReceiveCanBlock() override;
 
  private:
@@ -105,9 +104,9 @@ class CTestSinkFilter : public CBaseFilter {
   std::vector<IMediaSample*> m_held;
   int m_cReceived = 0;
   int m_cEndOfStream = 0;
-  HANDLE m_hReceived;    // auto-reset: a sample or end-of-stream came
-  IMemAllocator* m_pNotified = nullptr;     // counted
-  IMemAllocator* m_pOwnAllocator = nullptr; // counted
+  HANDLE m_hReceived;                        // auto-reset: a sample or end-of-stream came
+  IMemAllocator* m_pNotified = nullptr;      // counted
+  IMemAllocator* m_pOwnAllocator = nullptr;  // counted
   ALLOCATOR_PROPERTIES m_notifiedProps = {};
 
   static volatile LONG s_cDestroyed;

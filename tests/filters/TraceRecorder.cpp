@@ -25,8 +25,8 @@ namespace tavlog {
 
 bool LibraryIsEnabled(unsigned int) { return true; }
 
-void LibraryWrite(const wchar_t* file, const char* function, int, unsigned int severity, int,
-                  const wchar_t* format, ...) {
+void LibraryWrite(const wchar_t* file, const char* function, int, unsigned int severity, int, const wchar_t* format,
+                  ...) {
   wchar_t text[2048];
   va_list args;
   va_start(args, format);
@@ -58,11 +58,10 @@ std::vector<std::wstring> TraceRecorder::Messages(const std::string& function) {
   return result;
 }
 
-bool TraceRecorder::Has(const std::wstring& file, const std::string& function,
-                        unsigned int severity, const std::wstring& message) {
+bool TraceRecorder::Has(const std::wstring& file, const std::string& function, unsigned int severity,
+                        const std::wstring& message) {
   for (const TraceLine& line : Lines()) {
-    if (line.file == file && line.function == function && line.severity == severity &&
-        line.message == message) {
+    if (line.file == file && line.function == function && line.severity == severity && line.message == message) {
       return true;
     }
   }

@@ -23,8 +23,8 @@ class CTestStream : public CSourceStream {
 
   // Knobs.
   HRESULT threadCreateResult = S_OK;
-  LONG endAfter = -1;          // FillBuffer call number that returns S_FALSE (-1: never)
-  LONG failAt = -1;            // FillBuffer call number that returns failResult
+  LONG endAfter = -1;  // FillBuffer call number that returns S_FALSE (-1: never)
+  LONG failAt = -1;    // FillBuffer call number that returns failResult
   HRESULT failResult = E_UNEXPECTED;
 
   // Counters.

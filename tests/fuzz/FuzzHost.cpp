@@ -136,7 +136,7 @@ struct Recording {
   int framesAcknowledged = 0;
   bool everyCallOk = true;
   bool slotsKnown = true;  // frames numbered in order at a sane rate
-  long long slots = 0;      // slots the mux writes (gaps capped)
+  long long slots = 0;     // slots the mux writes (gaps capped)
   long long uncappedSlots = 0;
   long long lastNumber = 0;
 };
@@ -156,7 +156,7 @@ struct FuzzHost::State {
   // unknown from then on, and a recording started on one goes into the file
   // of the writer's last recording. Such recordings are not judged.
   std::set<int> registered;
-  bool running = false;     // a recording has been started and not stopped
+  bool running = false;      // a recording has been started and not stopped
   bool audioStream = false;  // SetAudioStream succeeded
   bool timedOut = false;     // a hand-over waited in vain: leave the rest out
   bool idleUsed = false;
@@ -171,30 +171,25 @@ FuzzHost::FuzzHost() : x_(new Exports()), buffer_(kBufferSize) {
   dll_ = LoadLibraryW(L"TavMovieMaker.dll");
   if (!dll_) return;
   Exports& x = *x_;
-  loaded_ = Find(dll_, "TavMovieMakerInitEx", x.InitEx) && Find(dll_, "TavMovieMakerInit2", x.Init2) &&
-            Find(dll_, "TavMovieMakerInit", x.Init) && Find(dll_, "TavMovieMakerRelease", x.Release) &&
-            Find(dll_, "TavMovieMakerStartMovieRecord", x.Start) &&
-            Find(dll_, "TavMovieMakerStopMovieRecord", x.Stop) &&
-            Find(dll_, "TavMovieMakerSetAudioStream", x.SetAudioStream) &&
-            Find(dll_, "TavMovieMakerAddMovieFrame2", x.AddFrame2) &&
-            Find(dll_, "TavMovieMakerAddMovieFrame", x.AddFrame) &&
-            Find(dll_, "TavMovieMakerAddAudioSample2", x.AddAudio2) &&
-            Find(dll_, "TavMovieMakerAddAudioSample", x.AddAudio) &&
-            Find(dll_, "TavMovieMakerAddBreakFrame", x.AddBreak) &&
-            Find(dll_, "TavMovieMakerGetCompressors", x.GetCompressors) &&
-            Find(dll_, "TavMovieMakerGetAudioCompressors", x.GetAudioCompressors) &&
-            Find(dll_, "TavMovieMakerSetCompressor", x.SetCompressor) &&
-            Find(dll_, "TavMovieMakerSetAudioCompressor", x.SetAudioCompressor) &&
-            Find(dll_, "TavMovieMakerShowCompressorDlg", x.ShowCompressorDlg) &&
-            Find(dll_, "TavMovieMakerShowAudioCompressorDlg", x.ShowAudioCompressorDlg) &&
-            Find(dll_, "TavLogCreateEngine", x.LogCreateEngine) &&
-            Find(dll_, "TavLogDeleteEngine", x.LogDeleteEngine) &&
-            Find(dll_, "TavLogAttachCallback", x.LogAttachCallback) &&
-            Find(dll_, "TavLogAttachFile", x.LogAttachFile) &&
-            Find(dll_, "TavLogAttachDebugger", x.LogAttachDebugger) &&
-            Find(dll_, "TavLogSetSink", x.LogSetSink) && Find(dll_, "TavLogDetachSink", x.LogDetachSink) &&
-            Find(dll_, "TavLogListen", x.LogListen) && Find(dll_, "TavLogModuleKey", x.LogModuleKey) &&
-            Find(dll_, "TavLogWrite", x.LogWrite);
+  loaded_ =
+      Find(dll_, "TavMovieMakerInitEx", x.InitEx) && Find(dll_, "TavMovieMakerInit2", x.Init2) &&
+      Find(dll_, "TavMovieMakerInit", x.Init) && Find(dll_, "TavMovieMakerRelease", x.Release) &&
+      Find(dll_, "TavMovieMakerStartMovieRecord", x.Start) && Find(dll_, "TavMovieMakerStopMovieRecord", x.Stop) &&
+      Find(dll_, "TavMovieMakerSetAudioStream", x.SetAudioStream) &&
+      Find(dll_, "TavMovieMakerAddMovieFrame2", x.AddFrame2) && Find(dll_, "TavMovieMakerAddMovieFrame", x.AddFrame) &&
+      Find(dll_, "TavMovieMakerAddAudioSample2", x.AddAudio2) &&
+      Find(dll_, "TavMovieMakerAddAudioSample", x.AddAudio) && Find(dll_, "TavMovieMakerAddBreakFrame", x.AddBreak) &&
+      Find(dll_, "TavMovieMakerGetCompressors", x.GetCompressors) &&
+      Find(dll_, "TavMovieMakerGetAudioCompressors", x.GetAudioCompressors) &&
+      Find(dll_, "TavMovieMakerSetCompressor", x.SetCompressor) &&
+      Find(dll_, "TavMovieMakerSetAudioCompressor", x.SetAudioCompressor) &&
+      Find(dll_, "TavMovieMakerShowCompressorDlg", x.ShowCompressorDlg) &&
+      Find(dll_, "TavMovieMakerShowAudioCompressorDlg", x.ShowAudioCompressorDlg) &&
+      Find(dll_, "TavLogCreateEngine", x.LogCreateEngine) && Find(dll_, "TavLogDeleteEngine", x.LogDeleteEngine) &&
+      Find(dll_, "TavLogAttachCallback", x.LogAttachCallback) && Find(dll_, "TavLogAttachFile", x.LogAttachFile) &&
+      Find(dll_, "TavLogAttachDebugger", x.LogAttachDebugger) && Find(dll_, "TavLogSetSink", x.LogSetSink) &&
+      Find(dll_, "TavLogDetachSink", x.LogDetachSink) && Find(dll_, "TavLogListen", x.LogListen) &&
+      Find(dll_, "TavLogModuleKey", x.LogModuleKey) && Find(dll_, "TavLogWrite", x.LogWrite);
 }
 
 FuzzHost::~FuzzHost() { delete x_; }
@@ -252,13 +247,20 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
   auto resolveId = [&](std::uint32_t choice) -> int {
     if (choice == 0) return s.issued.empty() ? 0 : s.issued.back();
     switch (choice % 7) {
-      case 0: return 0;
-      case 1: return -1;
-      case 2: return INT_MIN;
-      case 3: return 424242;
-      case 4: return s.issued.empty() ? 1 : s.issued[choice / 7 % s.issued.size()];
-      case 5: return s.released.empty() ? 2 : s.released[choice / 7 % s.released.size()];
-      default: return INT_MAX;
+      case 0:
+        return 0;
+      case 1:
+        return -1;
+      case 2:
+        return INT_MIN;
+      case 3:
+        return 424242;
+      case 4:
+        return s.issued.empty() ? 1 : s.issued[choice / 7 % s.issued.size()];
+      case 5:
+        return s.released.empty() ? 2 : s.released[choice / 7 % s.released.size()];
+      default:
+        return INT_MAX;
     }
   };
   auto freshFile = [&]() { return s.dir + L"m" + std::to_wstring(++s.fileCounter) + L".avi"; };
@@ -268,9 +270,18 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
   };
   auto loadRecord = [&](Call call, int id) {
     switch (call) {
-      case Call::Start: case Call::Stop: case Call::SetAudioStream: case Call::AddFrame2: case Call::AddFrame:
-      case Call::AddAudio2: case Call::AddAudio: case Call::AddBreak: case Call::SetCompressor:
-      case Call::SetAudioCompressor: case Call::ShowCompressorDlg: case Call::ShowAudioCompressorDlg:
+      case Call::Start:
+      case Call::Stop:
+      case Call::SetAudioStream:
+      case Call::AddFrame2:
+      case Call::AddFrame:
+      case Call::AddAudio2:
+      case Call::AddAudio:
+      case Call::AddBreak:
+      case Call::SetCompressor:
+      case Call::SetAudioCompressor:
+      case Call::ShowCompressorDlg:
+      case Call::ShowAudioCompressorDlg:
         if (s.registered.count(id) == 0) s.registered.clear();
         break;
       default:
@@ -282,13 +293,25 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
     loadRecord(call, id);
     if (!s.rec.open) return;
     switch (call) {
-      case Call::GetCompressors: case Call::GetAudioCompressors:
-      case Call::LogCreateEngine: case Call::LogDeleteEngine: case Call::LogAttachCallback:
-      case Call::LogAttachFile: case Call::LogAttachDebugger: case Call::LogSetSink:
-      case Call::LogDetachSink: case Call::LogListen: case Call::LogModuleKey: case Call::LogWrite:
+      case Call::GetCompressors:
+      case Call::GetAudioCompressors:
+      case Call::LogCreateEngine:
+      case Call::LogDeleteEngine:
+      case Call::LogAttachCallback:
+      case Call::LogAttachFile:
+      case Call::LogAttachDebugger:
+      case Call::LogSetSink:
+      case Call::LogDetachSink:
+      case Call::LogListen:
+      case Call::LogModuleKey:
+      case Call::LogWrite:
         return;
-      case Call::AddFrame2: case Call::AddFrame: case Call::AddAudio2: case Call::AddAudio:
-      case Call::AddBreak: case Call::Stop:
+      case Call::AddFrame2:
+      case Call::AddFrame:
+      case Call::AddAudio2:
+      case Call::AddAudio:
+      case Call::AddBreak:
+      case Call::Stop:
         if (id == s.rec.id) return;
         break;
       default:
@@ -316,8 +339,9 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
     ++outcome.moviesRead;
     outcome.readMs += GetTickCount64() - readStart;
     if (packets.empty()) {
-      outcome = {false, stepIndex, "ffprobe cannot read the movie started at step " + std::to_string(r.startStep) +
-                                       ": " + tavtest::ProbeStream(r.file, "v:0")["error"]};
+      outcome = {false, stepIndex,
+                 "ffprobe cannot read the movie started at step " + std::to_string(r.startStep) + ": " +
+                     tavtest::ProbeStream(r.file, "v:0")["error"]};
       return;
     }
     // ffprobe lists the frames with their slots as time stamps.
@@ -328,13 +352,13 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
       lastSlot = p.pts;
     }
     if (nonEmpty != r.framesAcknowledged) {
-      outcome = {false, stepIndex, "the movie started at step " + std::to_string(r.startStep) + " holds " +
-                                       std::to_string(nonEmpty) + " frames, " +
-                                       std::to_string(r.framesAcknowledged) + " were acknowledged"};
+      outcome = {false, stepIndex,
+                 "the movie started at step " + std::to_string(r.startStep) + " holds " + std::to_string(nonEmpty) +
+                     " frames, " + std::to_string(r.framesAcknowledged) + " were acknowledged"};
     } else if (r.slotsKnown && lastSlot + 1 != r.slots) {
-      outcome = {false, stepIndex, "the movie started at step " + std::to_string(r.startStep) + " holds " +
-                                       std::to_string(lastSlot + 1) + " slots, " + std::to_string(r.slots) +
-                                       " expected"};
+      outcome = {false, stepIndex,
+                 "the movie started at step " + std::to_string(r.startStep) + " holds " + std::to_string(lastSlot + 1) +
+                     " slots, " + std::to_string(r.slots) + " expected"};
     }
   };
 
@@ -342,13 +366,25 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
     const std::uint32_t* a = step.arg;
     const char* name = CallName(step.call);
     switch (step.call) {
-      case Call::InitEx: case Call::Init2: case Call::Init: {
+      case Call::InitEx:
+      case Call::Init2:
+      case Call::Init: {
         if (s.running && !options.controlWhileRecording) return;
         static const int widths[] = {0, -1, 1, 2, 3, 17, 33, 64, 100, -7, 1024, -1024, 640};
         static const int heights[] = {0, -1, 1, 2, -3, 5, 16, -16, 240, 1024, -1024};
-        static const double fpsList[] = {0.0, std::numeric_limits<double>::quiet_NaN(), -25.0, -0.5, 1e300,
-                                         -1e300, std::numeric_limits<double>::infinity(), 1e-3, 0.5, 1.0,
-                                         29.97, 1000.0, 1e6};
+        static const double fpsList[] = {0.0,
+                                         std::numeric_limits<double>::quiet_NaN(),
+                                         -25.0,
+                                         -0.5,
+                                         1e300,
+                                         -1e300,
+                                         std::numeric_limits<double>::infinity(),
+                                         1e-3,
+                                         0.5,
+                                         1.0,
+                                         29.97,
+                                         1000.0,
+                                         1e6};
         static const int intFps[] = {0, -1, 1, 30, 1000, INT_MAX, INT_MIN};
         static const unsigned pixels[] = {0u, 1u, 2u, 3u, 4u, 255u, 0xFFFFFFFFu, 0x80000000u};
         Writer w;
@@ -362,11 +398,21 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
         int id = 0;
         if (a[4]) {
           switch (a[4] % 5) {
-            case 0: id = resolveId(a[4] / 5 * 7 + 4); break;
-            case 1: id = resolveId(a[4] / 5 * 7 + 5); break;
-            case 2: id = -1; break;
-            case 3: id = 777777; break;
-            default: id = s.issued.empty() ? 0 : s.issued.back(); break;
+            case 0:
+              id = resolveId(a[4] / 5 * 7 + 4);
+              break;
+            case 1:
+              id = resolveId(a[4] / 5 * 7 + 5);
+              break;
+            case 2:
+              id = -1;
+              break;
+            case 3:
+              id = 777777;
+              break;
+            default:
+              id = s.issued.empty() ? 0 : s.issued.back();
+              break;
           }
         }
         const bool nullId = a[4] % 11 == 10;
@@ -378,12 +424,9 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
         touch(step.call, id);
         HRESULT hr;
         int* pId = nullId ? nullptr : &id;
-        if (step.call == Call::InitEx)
-          hr = x.InitEx(w.width, w.height, w.fps, withPixel ? &pixel : nullptr, pId);
-        else if (step.call == Call::Init2)
-          hr = x.Init2(w.width, w.height, w.fps, pId);
-        else
-          hr = x.Init(w.width, w.height, fpsInt, pId);
+        if (step.call == Call::InitEx) hr = x.InitEx(w.width, w.height, w.fps, withPixel ? &pixel : nullptr, pId);
+        else if (step.call == Call::Init2) hr = x.Init2(w.width, w.height, w.fps, pId);
+        else hr = x.Init(w.width, w.height, fpsInt, pId);
         if (!withPixel) w.bytesPerPixel = 3;
         printResult(hr);
         if (!nullId) issue(hr, id, w);
@@ -418,12 +461,28 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
           fileName = file.c_str();
         } else {
           switch (a[1] % 6) {
-            case 0: break;
-            case 1: file = L""; fileName = file.c_str(); break;
-            case 2: file = s.dir + L"missing\\folder\\m.avi"; fileName = file.c_str(); break;
-            case 3: file = s.dir + LongName(L'n', 300) + L".avi"; fileName = file.c_str(); break;
-            case 4: file = s.dir; fileName = file.c_str(); break;
-            default: file = s.dir + L"m" + std::to_wstring(s.fileCounter) + L".avi"; fileName = file.c_str(); break;
+            case 0:
+              break;
+            case 1:
+              file = L"";
+              fileName = file.c_str();
+              break;
+            case 2:
+              file = s.dir + L"missing\\folder\\m.avi";
+              fileName = file.c_str();
+              break;
+            case 3:
+              file = s.dir + LongName(L'n', 300) + L".avi";
+              fileName = file.c_str();
+              break;
+            case 4:
+              file = s.dir;
+              fileName = file.c_str();
+              break;
+            default:
+              file = s.dir + L"m" + std::to_wstring(s.fileCounter) + L".avi";
+              fileName = file.c_str();
+              break;
           }
         }
         print(index, std::string(name) + "(" + std::to_string(id) + ", " + Text(fileName) + ")");
@@ -453,10 +512,8 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
         printResult(hr);
         if (hr == S_OK) s.running = false;
         if (s.rec.open && id == s.rec.id) {
-          if (hr == S_OK)
-            checkRecording(index);
-          else
-            s.rec.open = false;
+          if (hr == S_OK) checkRecording(index);
+          else s.rec.open = false;
         }
         return;
       }
@@ -471,7 +528,10 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
         if (hr == S_OK) s.audioStream = true;
         return;
       }
-      case Call::AddFrame2: case Call::AddFrame: case Call::AddAudio2: case Call::AddAudio: {
+      case Call::AddFrame2:
+      case Call::AddFrame:
+      case Call::AddAudio2:
+      case Call::AddAudio: {
         const bool video = step.call == Call::AddFrame2 || step.call == Call::AddFrame;
         const bool numbered = step.call == Call::AddFrame2 || step.call == Call::AddAudio2;
         if (s.timedOut) return;
@@ -488,47 +548,35 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
         if (video) {
           size = a[2] ? Pick(sizes, a[2]) : static_cast<unsigned>(w.FrameBytes());
         } else {
-          size = a[2] ? Pick(sizes, a[2]) : static_cast<unsigned>(std::min<double>(kBufferSize, 192000.0 / std::max(w.fps, 1.0)));
+          size = a[2] ? Pick(sizes, a[2])
+                      : static_cast<unsigned>(std::min<double>(kBufferSize, 192000.0 / std::max(w.fps, 1.0)));
           if (size > kBufferSize) size = kBufferSize;  // the buffer passed holds it all
         }
         long long& lastTime = video ? s.videoTime : s.audioTime;
         long long& lastNumber = video ? s.videoNumber : s.audioNumber;
         static const long long timeJumps[] = {0, -5, 1000000000LL, 3, LLONG_MAX / 2};
         long long time;
-        if (a[3] == 0)
-          time = lastNumber < 0 && lastTime == 0 ? 0 : lastTime + frame;
-        else if (a[3] % 7 == 5)
-          time = -1;
-        else if (a[3] % 7 == 6)
-          time = LLONG_MAX;
-        else
-          time = lastTime + Pick(timeJumps, a[3]) * frame;
+        if (a[3] == 0) time = lastNumber < 0 && lastTime == 0 ? 0 : lastTime + frame;
+        else if (a[3] % 7 == 5) time = -1;
+        else if (a[3] % 7 == 6) time = LLONG_MAX;
+        else time = lastTime + Pick(timeJumps, a[3]) * frame;
         static const long long numberJumps[] = {0, -3, 2, 1000000000LL, 1000000000000LL, 5};
         long long number;
-        if (!numbered)
-          number = -1;
-        else if (a[4] == 0)
-          number = lastNumber + 1;
-        else if (a[4] % 9 == 7)
-          number = -1;
-        else if (a[4] % 9 == 8)
-          number = 0;
-        else
-          number = lastNumber + Pick(numberJumps, a[4]);
+        if (!numbered) number = -1;
+        else if (a[4] == 0) number = lastNumber + 1;
+        else if (a[4] % 9 == 7) number = -1;
+        else if (a[4] % 9 == 8) number = 0;
+        else number = lastNumber + Pick(numberJumps, a[4]);
         char text[200];
         snprintf(text, sizeof text, "%s(%d, %s, %u, %lld%s)", name, id, pData ? "buffer" : "NULL", size, time,
                  numbered ? (", " + Decimal(number)).c_str() : "");
         print(index, text);
         touch(step.call, id);
         HRESULT hr;
-        if (step.call == Call::AddFrame2)
-          hr = x.AddFrame2(id, pData, size, time, number);
-        else if (step.call == Call::AddFrame)
-          hr = x.AddFrame(id, pData, size, time);
-        else if (step.call == Call::AddAudio2)
-          hr = x.AddAudio2(id, pData, size, time, number);
-        else
-          hr = x.AddAudio(id, pData, size, time);
+        if (step.call == Call::AddFrame2) hr = x.AddFrame2(id, pData, size, time, number);
+        else if (step.call == Call::AddFrame) hr = x.AddFrame(id, pData, size, time);
+        else if (step.call == Call::AddAudio2) hr = x.AddAudio2(id, pData, size, time, number);
+        else hr = x.AddAudio(id, pData, size, time);
         printResult(hr);
         if (hr == TAVMM_E_TIMEOUT) s.timedOut = true, ++outcome.timeOuts;
         lastTime = time;
@@ -569,7 +617,8 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
         if (s.rec.open && id == s.rec.id) s.rec.slotsKnown = false;
         return;
       }
-      case Call::GetCompressors: case Call::GetAudioCompressors: {
+      case Call::GetCompressors:
+      case Call::GetAudioCompressors: {
         const bool video = step.call == Call::GetCompressors;
         int id = resolveId(a[0]);
         std::vector<std::wstring>& listed = video ? s.videoNames : s.audioNames;
@@ -604,7 +653,8 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
         }
         return;
       }
-      case Call::SetCompressor: case Call::SetAudioCompressor: {
+      case Call::SetCompressor:
+      case Call::SetAudioCompressor: {
         const bool video = step.call == Call::SetCompressor;
         int id = resolveId(a[0]);
         const std::vector<std::wstring>& listed = video ? s.videoNames : s.audioNames;
@@ -614,12 +664,24 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
           nameArg = video ? L"Uncompressed" : L"PCM (Uncompressed)";
         } else {
           switch (a[1] % 7) {
-            case 0: break;
-            case 1: nameArg = L""; break;
-            case 2: nameArg = L"No Such Codec"; break;
-            case 3: nameText = LongName(L'c', 300); nameArg = nameText.c_str(); break;
-            case 4: nameArg = video ? L"Uncompressed" : L"PCM (Uncompressed)"; break;
-            case 5: nameArg = video ? L"Microsoft RLE" : L"GSM 6.10"; break;
+            case 0:
+              break;
+            case 1:
+              nameArg = L"";
+              break;
+            case 2:
+              nameArg = L"No Such Codec";
+              break;
+            case 3:
+              nameText = LongName(L'c', 300);
+              nameArg = nameText.c_str();
+              break;
+            case 4:
+              nameArg = video ? L"Uncompressed" : L"PCM (Uncompressed)";
+              break;
+            case 5:
+              nameArg = video ? L"Microsoft RLE" : L"GSM 6.10";
+              break;
             default:
               nameText = listed.empty() ? L"A-Law" : listed[a[1] / 7 % listed.size()];
               nameArg = nameText.c_str();
@@ -631,12 +693,13 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
         print(index, std::string(name) + "(" + std::to_string(id) + ", " + Text(nameArg) +
                          (video ? (nullDialog ? ", NULL)" : ", &hasDialog)") : ")"));
         touch(step.call, id);
-        HRESULT hr = video ? x.SetCompressor(id, nameArg, nullDialog ? nullptr : &hasDialog)
-                           : x.SetAudioCompressor(id, nameArg);
+        HRESULT hr =
+            video ? x.SetCompressor(id, nameArg, nullDialog ? nullptr : &hasDialog) : x.SetAudioCompressor(id, nameArg);
         printResult(hr);
         return;
       }
-      case Call::ShowCompressorDlg: case Call::ShowAudioCompressorDlg: {
+      case Call::ShowCompressorDlg:
+      case Call::ShowAudioCompressorDlg: {
         int id = resolveId(a[0]);
         print(index, std::string(name) + "(" + std::to_string(id) + ", NULL)");
         touch(step.call, id);
@@ -671,8 +734,8 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
         break;
       case Call::LogAttachCallback: {
         TavLogLineFn fn = a[4] % 4 == 1 ? nullptr : CountLine;
-        print(index, std::string(name) + "(" + args + ", " + std::to_string(layout) + ", " +
-                         std::to_string(severity) + (fn ? ", fn" : ", NULL") + ", ctx, &index)");
+        print(index, std::string(name) + "(" + args + ", " + std::to_string(layout) + ", " + std::to_string(severity) +
+                         (fn ? ", fn" : ", NULL") + ", ctx, &index)");
         hr = x.LogAttachCallback(engine, layout, severity, fn, &s.logLines, pSink);
         break;
       }
@@ -681,17 +744,18 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
         const wchar_t* p = path.c_str();
         if (a[4] % 4 == 1) p = nullptr;
         if (a[4] % 4 == 2) path = s.dir + L"missing\\log.txt", p = path.c_str();
-        print(index, std::string(name) + "(" + args + ", " + std::to_string(layout) + ", " +
-                         std::to_string(severity) + ", " + Text(p) + ", &index)");
+        print(index, std::string(name) + "(" + args + ", " + std::to_string(layout) + ", " + std::to_string(severity) +
+                         ", " + Text(p) + ", &index)");
         hr = x.LogAttachFile(engine, layout, severity, p, pSink);
         break;
       }
       case Call::LogAttachDebugger:
-        print(index, std::string(name) + "(" + args + ", " + std::to_string(layout) + ", " +
-                         std::to_string(severity) + ", &index)");
+        print(index, std::string(name) + "(" + args + ", " + std::to_string(layout) + ", " + std::to_string(severity) +
+                         ", &index)");
         hr = x.LogAttachDebugger(engine, layout, severity, pSink);
         break;
-      case Call::LogSetSink: case Call::LogDetachSink: {
+      case Call::LogSetSink:
+      case Call::LogDetachSink: {
         static const int indexes[] = {1, -1, 100, INT_MAX, INT_MIN};
         int sink = a[4] ? Pick(indexes, a[4]) : 0;
         print(index, std::string(name) + "(" + args + ", " + std::to_string(sink) + ")");

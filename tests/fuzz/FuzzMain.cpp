@@ -143,10 +143,14 @@ int RunChild(const Settings& settings) {
 enum class Kind { Ok, Crash, Hang, BadFile };
 const char* KindName(Kind kind) {
   switch (kind) {
-    case Kind::Ok: return "ok";
-    case Kind::Crash: return "CRASH";
-    case Kind::Hang: return "HANG";
-    default: return "BAD FILE";
+    case Kind::Ok:
+      return "ok";
+    case Kind::Crash:
+      return "CRASH";
+    case Kind::Hang:
+      return "HANG";
+    default:
+      return "BAD FILE";
   }
 }
 
@@ -179,17 +183,15 @@ std::wstring OwnPath() {
 ChildResult Watch(const Settings& settings, unsigned long long first, unsigned long long count,
                   const std::vector<int>& keep, bool print) {
   static int serial = 0;
-  std::wstring name = L"Local\\TavFuzzProgress-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
-                      std::to_wstring(++serial);
-  HANDLE mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(Progress),
-                                      name.c_str());
+  std::wstring name =
+      L"Local\\TavFuzzProgress-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++serial);
+  HANDLE mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(Progress), name.c_str());
   auto* progress = static_cast<Progress*>(MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, sizeof(Progress)));
   ZeroMemory(progress, sizeof(Progress));
   progress->seed = static_cast<LONGLONG>(first);
 
-  std::wstring command = L"\"" + OwnPath() + L"\" --child " + std::to_wstring(first) + L" " +
-                         std::to_wstring(count) + L" --progress " + name + L" --idle-every " +
-                         std::to_wstring(settings.idleEvery);
+  std::wstring command = L"\"" + OwnPath() + L"\" --child " + std::to_wstring(first) + L" " + std::to_wstring(count) +
+                         L" --progress " + name + L" --idle-every " + std::to_wstring(settings.idleEvery);
   if (settings.controlWhileRecording) command += L" --control-while-recording";
   if (!keep.empty()) {
     std::string list = ListText(keep);
@@ -285,11 +287,12 @@ std::vector<int> Shrink(const Settings& settings, unsigned long long seed, Kind 
 void PrintTimeSpent(const TimeSpent& spent, unsigned long long sequences, double seconds) {
   if (sequences == 0) return;
   const double perSequence = seconds / static_cast<double>(sequences);
-  printf("time: %.2f s a sequence; inside the sequences %.0f s, of which %llu hand-over time-outs %.0f s and "
-         "%llu movies read back %.0f s (%.2f s each); %llu processes started, and shrinking, %.0f s\n",
-         perSequence, spent.sequenceSeconds, spent.timeOuts, spent.timeOuts * 10.0, spent.moviesRead,
-         spent.readSeconds, spent.moviesRead ? spent.readSeconds / static_cast<double>(spent.moviesRead) : 0.0,
-         spent.processes, seconds - spent.sequenceSeconds);
+  printf(
+      "time: %.2f s a sequence; inside the sequences %.0f s, of which %llu hand-over time-outs %.0f s and "
+      "%llu movies read back %.0f s (%.2f s each); %llu processes started, and shrinking, %.0f s\n",
+      perSequence, spent.sequenceSeconds, spent.timeOuts, spent.timeOuts * 10.0, spent.moviesRead, spent.readSeconds,
+      spent.moviesRead ? spent.readSeconds / static_cast<double>(spent.moviesRead) : 0.0, spent.processes,
+      seconds - spent.sequenceSeconds);
   printf("at this rate 10000 sequences take %.0f min\n", perSequence * 10000 / 60);
 }
 
@@ -313,8 +316,8 @@ int RunParent(const Settings& settings) {
     printf("%s: seed %llu, step %d (%s)\n", KindName(r.kind), r.seed, r.step, r.message.c_str());
     ChildResult alone = Watch(settings, r.seed, 1, settings.keep, false);
     if (alone.kind != r.kind) {
-      printf("  alone, seed %llu gives %s: the failure needs the seeds from %llu before it in one process\n",
-             r.seed, KindName(alone.kind), seed);
+      printf("  alone, seed %llu gives %s: the failure needs the seeds from %llu before it in one process\n", r.seed,
+             KindName(alone.kind), seed);
     } else {
       std::vector<int> minimal = Shrink(settings, r.seed, r.kind);
       printf("  minimal sequence (replay: tav_fuzz --replay %llu --keep %s):\n", r.seed, ListText(minimal).c_str());
@@ -322,10 +325,9 @@ int RunParent(const Settings& settings) {
     }
     seed = r.seed + 1;
   }
-  const double seconds =
-      std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-  printf("sequences %llu: ok %llu, crashes %llu, hangs %llu, bad files %llu (%.0f s)\n", settings.count, ok,
-         crashes, hangs, badFiles, seconds);
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  printf("sequences %llu: ok %llu, crashes %llu, hangs %llu, bad files %llu (%.0f s)\n", settings.count, ok, crashes,
+         hangs, badFiles, seconds);
   PrintTimeSpent(spent, settings.count, seconds);
   return crashes + hangs + badFiles == 0 ? 0 : 1;
 }
@@ -370,8 +372,11 @@ int main(int argc, char** argv) {
     }
   }
   switch (mode) {
-    case Run: return RunParent(settings);
-    case Child: case Replay: return RunChild(settings);
+    case Run:
+      return RunParent(settings);
+    case Child:
+    case Replay:
+      return RunChild(settings);
     default:
       printf("usage: tav_fuzz --run FIRST COUNT [options] | --replay SEED [--keep I,J,...]\n");
       return 64;

@@ -5,16 +5,34 @@
 namespace tavfuzz {
 
 const char* CallName(Call call) {
-  static const char* const names[] = {
-      "TavMovieMakerInitEx", "TavMovieMakerInit2", "TavMovieMakerInit", "TavMovieMakerRelease",
-      "TavMovieMakerStartMovieRecord", "TavMovieMakerStopMovieRecord", "TavMovieMakerSetAudioStream",
-      "TavMovieMakerAddMovieFrame2", "TavMovieMakerAddMovieFrame", "TavMovieMakerAddAudioSample2",
-      "TavMovieMakerAddAudioSample", "TavMovieMakerAddBreakFrame",
-      "TavMovieMakerGetCompressors", "TavMovieMakerGetAudioCompressors", "TavMovieMakerSetCompressor",
-      "TavMovieMakerSetAudioCompressor", "TavMovieMakerShowCompressorDlg", "TavMovieMakerShowAudioCompressorDlg",
-      "TavLogCreateEngine", "TavLogDeleteEngine", "TavLogAttachCallback", "TavLogAttachFile",
-      "TavLogAttachDebugger", "TavLogSetSink", "TavLogDetachSink", "TavLogListen", "TavLogModuleKey",
-      "TavLogWrite"};
+  static const char* const names[] = {"TavMovieMakerInitEx",
+                                      "TavMovieMakerInit2",
+                                      "TavMovieMakerInit",
+                                      "TavMovieMakerRelease",
+                                      "TavMovieMakerStartMovieRecord",
+                                      "TavMovieMakerStopMovieRecord",
+                                      "TavMovieMakerSetAudioStream",
+                                      "TavMovieMakerAddMovieFrame2",
+                                      "TavMovieMakerAddMovieFrame",
+                                      "TavMovieMakerAddAudioSample2",
+                                      "TavMovieMakerAddAudioSample",
+                                      "TavMovieMakerAddBreakFrame",
+                                      "TavMovieMakerGetCompressors",
+                                      "TavMovieMakerGetAudioCompressors",
+                                      "TavMovieMakerSetCompressor",
+                                      "TavMovieMakerSetAudioCompressor",
+                                      "TavMovieMakerShowCompressorDlg",
+                                      "TavMovieMakerShowAudioCompressorDlg",
+                                      "TavLogCreateEngine",
+                                      "TavLogDeleteEngine",
+                                      "TavLogAttachCallback",
+                                      "TavLogAttachFile",
+                                      "TavLogAttachDebugger",
+                                      "TavLogSetSink",
+                                      "TavLogDetachSink",
+                                      "TavLogListen",
+                                      "TavLogModuleKey",
+                                      "TavLogWrite"};
   return names[static_cast<int>(call)];
 }
 
@@ -27,10 +45,8 @@ class Generator {
   std::vector<Step> Sequence() {
     const std::size_t length = 20 + Below(31);
     while (steps_.size() < length) {
-      if (Below(100) < 40)
-        RecordingBlock();
-      else
-        Single(static_cast<Call>(Below(static_cast<std::uint32_t>(Call::Count))), 30);
+      if (Below(100) < 40) RecordingBlock();
+      else Single(static_cast<Call>(Below(static_cast<std::uint32_t>(Call::Count))), 30);
     }
     return steps_;
   }

@@ -53,9 +53,7 @@ class DllLog : public ::testing::Test {
   LogExports log{};
 };
 
-TEST_F(DllLog, TheModuleKeyIsTheDllsHandle) {
-  EXPECT_EQ(log.moduleKey(), reinterpret_cast<unsigned long long>(dll));
-}
+TEST_F(DllLog, TheModuleKeyIsTheDllsHandle) { EXPECT_EQ(log.moduleKey(), reinterpret_cast<unsigned long long>(dll)); }
 
 TEST_F(DllLog, AHostSwitchesTheLogOnAndReadsItsOwnMarkerLine) {
   LineCollector lines;

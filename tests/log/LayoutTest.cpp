@@ -172,10 +172,10 @@ TEST_F(Layout, Severity6PrintsMandatoryAnd7OrMorePrintsBadSeverity) {
   ASSERT_NO_FATAL_FAILURE(Attach(1));
   for (unsigned int severity : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 1000u})
     TavLogWrite(kEngine, severity, 0, "A", L"m");
-  EXPECT_EQ(lines.Texts(), (std::vector<std::wstring>{L"DEBUG: 0; m", L"TRACE: 0; m", L"NOTICE: 0; m",
-                                                      L"WARNING: 0; m", L"ERROR: 0; m", L"MANDATORY: 0; m",
-                                                      L"MANDATORY: 0; m", L"bad severity: 0; m",
-                                                      L"bad severity: 0; m", L"bad severity: 0; m"}));
+  EXPECT_EQ(lines.Texts(),
+            (std::vector<std::wstring>{L"DEBUG: 0; m", L"TRACE: 0; m", L"NOTICE: 0; m", L"WARNING: 0; m",
+                                       L"ERROR: 0; m", L"MANDATORY: 0; m", L"MANDATORY: 0; m", L"bad severity: 0; m",
+                                       L"bad severity: 0; m", L"bad severity: 0; m"}));
 }
 
 TEST_F(Layout, AFilePathIsShortenedToItsLastTwoComponents) {

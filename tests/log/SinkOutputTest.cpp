@@ -14,8 +14,8 @@
 namespace {
 
 std::string ReadWhileOpen(const std::wstring& path) {
-  HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                            nullptr, OPEN_EXISTING, 0, nullptr);
+  HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                            OPEN_EXISTING, 0, nullptr);
   if (file == INVALID_HANDLE_VALUE) return "<cannot open>";
   std::string bytes;
   char buffer[4096];
@@ -41,15 +41,17 @@ TEST(FileSink, AppendsEachLineAsUtf8WithCrLfAndFlushesIt) {
   ASSERT_EQ(TavLogAttachFile(1, 1, 0, path.c_str(), &index), S_OK);
   EXPECT_EQ(index, 0);
   ASSERT_EQ(TavLogWrite(1, 4, 3, "F", L"Gr\u00fc\u00dfe \u20ac \U0001F600"), S_OK);
-  const std::string firstLine = "ERROR: 3; Gr\xC3\xBC\xC3\x9F" "e \xE2\x82\xAC \xF0\x9F\x98\x80\r\n";
+  const std::string firstLine =
+      "ERROR: 3; Gr\xC3\xBC\xC3\x9F"
+      "e \xE2\x82\xAC \xF0\x9F\x98\x80\r\n";
   // Read back while the sink is still attached: the line is already in the file.
   EXPECT_EQ(ReadWhileOpen(path), "earlier\r\n" + firstLine);
   ASSERT_EQ(TavLogWrite(1, 1, 0, "F", L"second"), S_OK);
   const std::string expected = "earlier\r\n" + firstLine + "TRACE: 0; second\r\n";
   EXPECT_EQ(ReadWhileOpen(path), expected);
   // The same bytes seen from the Unix side.
-  const auto od = tavtest::RunUnixCommand("od -An -v -tx1 " + tavtest::ShellQuote(tavtest::UnixPathOf(path)) +
-                                          " | tr -d ' \\n'");
+  const auto od =
+      tavtest::RunUnixCommand("od -An -v -tx1 " + tavtest::ShellQuote(tavtest::UnixPathOf(path)) + " | tr -d ' \\n'");
   EXPECT_EQ(od.exitCode, 0);
   std::string hex;
   for (unsigned char byte : expected) {

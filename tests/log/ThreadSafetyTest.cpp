@@ -49,8 +49,7 @@ TEST(LogThreads, LoggingWhileSinksComeAndGoLosesNoLine) {
         // Engine 0 does not exist: both calls reach engine 1 through the module list only.
         if (i % 2 == 0)
           TavLogWrite(0, 1, t, "Logger", (L"w " + std::to_wstring(t) + L" " + std::to_wstring(i)).c_str());
-        else
-          TAV_LOG(L".\\Test", "Logger", LOG_SEV_TRACE, t, L"w %d %d", t, i);
+        else TAV_LOG(L".\\Test", "Logger", LOG_SEV_TRACE, t, L"w %d %d", t, i);
       }
     });
   }
@@ -64,8 +63,8 @@ TEST(LogThreads, LoggingWhileSinksComeAndGoLosesNoLine) {
   std::set<std::wstring> distinct(texts.begin(), texts.end());
   for (int t = 0; t < kLoggers; ++t)
     for (int i = 0; i < kLinesEach; ++i) {
-      const std::wstring expected = L"SV=TRACE; CD=" + std::to_wstring(t) + L"; MSG=w " + std::to_wstring(t) + L" " +
-                                    std::to_wstring(i);
+      const std::wstring expected =
+          L"SV=TRACE; CD=" + std::to_wstring(t) + L"; MSG=w " + std::to_wstring(t) + L" " + std::to_wstring(i);
       EXPECT_EQ(distinct.count(expected), 1u) << std::string(expected.begin(), expected.end());
     }
   EXPECT_EQ(distinct.size(), static_cast<size_t>(kLoggers * kLinesEach));

@@ -90,10 +90,8 @@ TEST_F(CppWrapper, RecordsAudioByNumberAndByTime) {
   for (int n = 0; n < 4; ++n) {
     movie.add_frame(Frame(n).data(), Frame(n).size(), n);
     const std::string block(1920 * 4, static_cast<char>(n * 5 + 3));
-    if (n % 2 == 0)
-      movie.add_audio(block.data(), block.size(), n);
-    else
-      movie.add_audio_at(block.data(), block.size(), n * kFrame25);
+    if (n % 2 == 0) movie.add_audio(block.data(), block.size(), n);
+    else movie.add_audio_at(block.data(), block.size(), n * kFrame25);
     handedIn += block;
   }
   movie.stop();

@@ -10,14 +10,15 @@ typedef void* HANDLE;
 
 __declspec(dllimport) HRESULT TavMovieMakerInitEx(int width, int height, double fps, void* pFrameData, int* pID);
 __declspec(dllimport) HRESULT TavMovieMakerStartMovieRecord(int id, const unsigned short* fileName);
-__declspec(dllimport) HRESULT TavMovieMakerAddMovieFrame2(int id, void* pData, unsigned int size, long long frameTime,
-                                                          long long frameNumber);
+__declspec(dllimport) HRESULT
+    TavMovieMakerAddMovieFrame2(int id, void* pData, unsigned int size, long long frameTime, long long frameNumber);
 __declspec(dllimport) HRESULT TavMovieMakerStopMovieRecord(int id);
 __declspec(dllimport) void TavMovieMakerRelease(int id);
 __declspec(dllimport) HRESULT TavMovieMakerSetCompressor(int id, const unsigned short* name, _Bool* pHasDialog);
 
 __declspec(dllimport) HANDLE __stdcall GetStdHandle(DWORD handle);
-__declspec(dllimport) BOOL __stdcall WriteFile(HANDLE file, const void* data, DWORD size, DWORD* written, void* overlapped);
+__declspec(dllimport) BOOL
+    __stdcall WriteFile(HANDLE file, const void* data, DWORD size, DWORD* written, void* overlapped);
 __declspec(dllimport) void __stdcall ExitProcess(unsigned int code);
 
 /* Floating-point code refers to this symbol, which the C runtime would define. */

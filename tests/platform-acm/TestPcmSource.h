@@ -17,34 +17,34 @@ inline constexpr CLSID CLSID_TestPcmSource = {
 class TestPcmSource;
 
 class TestPcmPin : public CBaseOutputPin {
-public:
-    TestPcmPin(TestPcmSource* filter, CCritSec* lock, HRESULT* hr);
-    HRESULT CheckMediaType(const CMediaType* type) override;
-    HRESULT GetMediaType(int position, CMediaType* type) override;
-    HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) override;
+ public:
+  TestPcmPin(TestPcmSource* filter, CCritSec* lock, HRESULT* hr);
+  HRESULT CheckMediaType(const CMediaType* type) override;
+  HRESULT GetMediaType(int position, CMediaType* type) override;
+  HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) override;
 
-private:
-    TestPcmSource* m_source;
+ private:
+  TestPcmSource* m_source;
 };
 
 class TestPcmSource : public CBaseFilter {
-public:
-    // format: a whole wave format block (WAVEFORMATEX or extensible).
-    explicit TestPcmSource(const std::vector<BYTE>& format);
-    int GetPinCount() override { return 1; }
-    CBasePin* GetPin(int n) override { return n == 0 ? m_pin.get() : nullptr; }
+ public:
+  // format: a whole wave format block (WAVEFORMATEX or extensible).
+  explicit TestPcmSource(const std::vector<BYTE>& format);
+  int GetPinCount() override { return 1; }
+  CBasePin* GetPin(int n) override { return n == 0 ? m_pin.get() : nullptr; }
 
-    const std::vector<BYTE>& Format() const { return m_format; }
-    IPin* OutputPin() { return m_pin.get(); }
+  const std::vector<BYTE>& Format() const { return m_format; }
+  IPin* OutputPin() { return m_pin.get(); }
 
-    // Delivers one sample stamped [start, stop); the graph must be running.
-    HRESULT Send(const BYTE* data, size_t size, REFERENCE_TIME start, REFERENCE_TIME stop);
-    HRESULT SendEndOfStream();
+  // Delivers one sample stamped [start, stop); the graph must be running.
+  HRESULT Send(const BYTE* data, size_t size, REFERENCE_TIME start, REFERENCE_TIME stop);
+  HRESULT SendEndOfStream();
 
-private:
-    CCritSec m_lock;
-    std::vector<BYTE> m_format;
-    std::unique_ptr<TestPcmPin> m_pin;
+ private:
+  CCritSec m_lock;
+  std::vector<BYTE> m_format;
+  std::unique_ptr<TestPcmPin> m_pin;
 };
 
 }  // namespace acmtest

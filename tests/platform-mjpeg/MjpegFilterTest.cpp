@@ -109,9 +109,7 @@ TEST_F(MjpegFilter, PropertyPageIsTheQualityPage) {
   EXPECT_EQ(page->SetObjects(0, nullptr), S_OK);
 }
 
-HRESULT Accepts(IPin* pin, const CMediaType& type) {
-  return pin->QueryAccept(&type);
-}
+HRESULT Accepts(IPin* pin, const CMediaType& type) { return pin->QueryAccept(&type); }
 
 TEST_F(MjpegFilter, TakesTheSourceFormatsAndRefusesOthers) {
   const REFERENCE_TIME frame = 400000;
@@ -167,8 +165,7 @@ TEST_F(MjpegFilter, SampleShorterThanTheFrameIsRefused) {
   ASSERT_EQ(control->Run(), S_OK);
   std::vector<char> pixels(static_cast<size_t>(frameBytes), 'x');
   REFERENCE_TIME start = 0, stop = 400000;
-  EXPECT_EQ(source->Push(pixels.data(), frameBytes - 1, &start, &stop),
-            HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER));
+  EXPECT_EQ(source->Push(pixels.data(), frameBytes - 1, &start, &stop), HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER));
   // A whole frame passes the check and meets the unconnected output.
   EXPECT_EQ(source->Push(pixels.data(), frameBytes, &start, &stop), VFW_E_NOT_CONNECTED);
   EXPECT_EQ(control->Stop(), S_OK);

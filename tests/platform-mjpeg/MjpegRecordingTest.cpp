@@ -52,12 +52,12 @@ bool WriteFile(const std::wstring& path, const std::string& bytes) {
 // (both compared in `compareAs`); -1 when ffmpeg fails.
 double MoviePsnr(const std::wstring& movie, const std::wstring& raw, const char* rawFormat, int width, int height,
                  const char* compareAs) {
-  const std::string filter = std::string("[0:v]format=") + compareAs + "[a];[1:v]format=" + compareAs +
-                             "[b];[a][b]psnr";
-  UnixResult r = RunUnixCommand("ffmpeg -hide_banner -nostats -i " + ShellQuote(UnixPathOf(movie)) +
-                                " -f rawvideo -pix_fmt " + rawFormat + " -s " + std::to_string(width) + "x" +
-                                std::to_string(height) + " -i " + ShellQuote(UnixPathOf(raw)) + " -lavfi '" +
-                                filter + "' -fps_mode passthrough -f null - 2>&1");
+  const std::string filter =
+      std::string("[0:v]format=") + compareAs + "[a];[1:v]format=" + compareAs + "[b];[a][b]psnr";
+  UnixResult r =
+      RunUnixCommand("ffmpeg -hide_banner -nostats -i " + ShellQuote(UnixPathOf(movie)) + " -f rawvideo -pix_fmt " +
+                     rawFormat + " -s " + std::to_string(width) + "x" + std::to_string(height) + " -i " +
+                     ShellQuote(UnixPathOf(raw)) + " -lavfi '" + filter + "' -fps_mode passthrough -f null - 2>&1");
   const size_t at = r.output.find("average:");
   if (r.exitCode != 0 || at == std::string::npos) {
     ADD_FAILURE() << r.output;
@@ -203,17 +203,16 @@ std::string CaseName(const ::testing::TestParamInfo<FormatCase>& info) {
          (info.param.signedHeight > 0 ? "BottomUp" : "TopDown");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    EveryPixelFormat, MjpegFormats,
-    ::testing::Values(FormatCase{CardFormat::Rgb24, 238, "yuvj420p", "rgb24"},
-                      FormatCase{CardFormat::Rgb24, -238, "yuvj420p", "rgb24"},
-                      FormatCase{CardFormat::Rgb32, 238, "yuvj420p", "rgb24"},
-                      FormatCase{CardFormat::Rgb32, -238, "yuvj420p", "rgb24"},
-                      FormatCase{CardFormat::Grey8, 238, "gray", "gray"},
-                      FormatCase{CardFormat::Grey8, -238, "gray", "gray"},
-                      FormatCase{CardFormat::Yuy2, 238, "yuvj422p", "rgb24"},
-                      FormatCase{CardFormat::Yuy2, -238, "yuvj422p", "rgb24"}),
-    CaseName);
+INSTANTIATE_TEST_SUITE_P(EveryPixelFormat, MjpegFormats,
+                         ::testing::Values(FormatCase{CardFormat::Rgb24, 238, "yuvj420p", "rgb24"},
+                                           FormatCase{CardFormat::Rgb24, -238, "yuvj420p", "rgb24"},
+                                           FormatCase{CardFormat::Rgb32, 238, "yuvj420p", "rgb24"},
+                                           FormatCase{CardFormat::Rgb32, -238, "yuvj420p", "rgb24"},
+                                           FormatCase{CardFormat::Grey8, 238, "gray", "gray"},
+                                           FormatCase{CardFormat::Grey8, -238, "gray", "gray"},
+                                           FormatCase{CardFormat::Yuy2, 238, "yuvj422p", "rgb24"},
+                                           FormatCase{CardFormat::Yuy2, -238, "yuvj422p", "rgb24"}),
+                         CaseName);
 
 // --- The property page ---
 

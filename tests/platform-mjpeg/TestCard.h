@@ -13,9 +13,9 @@ namespace tavtest {
 enum class CardFormat { Rgb24 = 0, Rgb32 = 1, Grey8 = 2, Yuy2 = 3 };
 
 struct CardFrame {
-    std::string host;     // rows as the host passes them for InitEx's signed height
-    std::string picture;  // top-down, rows without padding, in `pixelFormat`
-    const char* pixelFormat = "";  // ffmpeg's name: rgb24, gray or yuyv422
+  std::string host;              // rows as the host passes them for InitEx's signed height
+  std::string picture;           // top-down, rows without padding, in `pixelFormat`
+  const char* pixelFormat = "";  // ffmpeg's name: rgb24, gray or yuyv422
 };
 
 // Frame `index` (the sun and hills move a little per frame) for a writer set

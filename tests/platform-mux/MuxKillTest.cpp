@@ -130,8 +130,10 @@ class KillHost {
 
 // Video packets ffprobe reads from the file, -1 when it cannot read it.
 long long ReadablePackets(const std::wstring& movie) {
-  auto r = RunUnixCommand("ffprobe -v error -count_packets -select_streams v:0 -show_entries "
-                          "stream=nb_read_packets -of csv=p=0 " + ShellQuote(UnixPathOf(movie)));
+  auto r = RunUnixCommand(
+      "ffprobe -v error -count_packets -select_streams v:0 -show_entries "
+      "stream=nb_read_packets -of csv=p=0 " +
+      ShellQuote(UnixPathOf(movie)));
   if (r.exitCode != 0) return -1;
   try {
     return std::stoll(r.output);

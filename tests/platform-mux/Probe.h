@@ -13,9 +13,9 @@ std::string Ffprobe(const std::string& args, const std::wstring& file);
 
 // One packet of a stream, as ffprobe lists it.
 struct Packet {
-    long long pts = -1;
-    long long size = -1;
-    bool key = false;
+  long long pts = -1;
+  long long size = -1;
+  bool key = false;
 };
 std::vector<Packet> Packets(const std::wstring& file, const std::string& streamSpecifier);
 

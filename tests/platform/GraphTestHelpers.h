@@ -11,29 +11,35 @@ namespace platformtest {
 
 // Holds COM for the test's thread (apartment threaded, as hosts do).
 class ComScope {
-public:
-    ComScope() { CoInitialize(nullptr); }
-    ~ComScope() { CoUninitialize(); }
+ public:
+  ComScope() { CoInitialize(nullptr); }
+  ~ComScope() { CoUninitialize(); }
 };
 
 // Releases a COM pointer at scope end.
 template <typename T>
 class Ref {
-public:
-    Ref() = default;
-    explicit Ref(T* p) : m_p(p) {}
-    ~Ref() { Reset(); }
-    Ref(const Ref&) = delete;
-    Ref& operator=(const Ref&) = delete;
-    T* operator->() const { return m_p; }
-    T* Get() const { return m_p; }
-    T** Out() { Reset(); return &m_p; }
-    void** OutVoid() { return reinterpret_cast<void**>(Out()); }
-    void Reset() { if (m_p) m_p->Release(); m_p = nullptr; }
-    explicit operator bool() const { return m_p != nullptr; }
+ public:
+  Ref() = default;
+  explicit Ref(T* p) : m_p(p) {}
+  ~Ref() { Reset(); }
+  Ref(const Ref&) = delete;
+  Ref& operator=(const Ref&) = delete;
+  T* operator->() const { return m_p; }
+  T* Get() const { return m_p; }
+  T** Out() {
+    Reset();
+    return &m_p;
+  }
+  void** OutVoid() { return reinterpret_cast<void**>(Out()); }
+  void Reset() {
+    if (m_p) m_p->Release();
+    m_p = nullptr;
+  }
+  explicit operator bool() const { return m_p != nullptr; }
 
-private:
-    T* m_p = nullptr;
+ private:
+  T* m_p = nullptr;
 };
 
 // The pin of a filter with that direction and index among such pins.

@@ -12,27 +12,27 @@
 namespace platformtest {
 
 class PcmAudioInput {
-public:
-    PcmAudioInput(int bitsPerSample, UINT buffersPerSecond);
-    ~PcmAudioInput();
-    PcmAudioInput(const PcmAudioInput&) = delete;
-    PcmAudioInput& operator=(const PcmAudioInput&) = delete;
+ public:
+  PcmAudioInput(int bitsPerSample, UINT buffersPerSecond);
+  ~PcmAudioInput();
+  PcmAudioInput(const PcmAudioInput&) = delete;
+  PcmAudioInput& operator=(const PcmAudioInput&) = delete;
 
-    IBaseFilter* Filter() const { return m_filter; }
-    IPin* OutputPin() const { return m_pin; }  // no reference added
-    HRESULT InitResult() const { return m_init; }
-    // The pin's current media type (for direct ReceiveConnection calls).
-    HRESULT MediaType(AM_MEDIA_TYPE** type) const;
+  IBaseFilter* Filter() const { return m_filter; }
+  IPin* OutputPin() const { return m_pin; }  // no reference added
+  HRESULT InitResult() const { return m_init; }
+  // The pin's current media type (for direct ReceiveConnection calls).
+  HRESULT MediaType(AM_MEDIA_TYPE** type) const;
 
-    HRESULT Push(const void* data, int size, unsigned __int64 time, unsigned __int64 number);
-    void End();
+  HRESULT Push(const void* data, int size, unsigned __int64 time, unsigned __int64 number);
+  void End();
 
-private:
-    IBaseFilter* m_filter = nullptr;
-    IAudio* m_audio = nullptr;
-    IPin* m_pin = nullptr;
-    HRESULT m_init = E_FAIL;
-    tavtest::HostHandOver m_host;
+ private:
+  IBaseFilter* m_filter = nullptr;
+  IAudio* m_audio = nullptr;
+  IPin* m_pin = nullptr;
+  HRESULT m_init = E_FAIL;
+  tavtest::HostHandOver m_host;
 };
 
 }  // namespace platformtest

@@ -8,12 +8,12 @@
 namespace platformtest {
 
 struct TestBlock {
-    std::string bytes;
-    bool hasTime = true;
-    REFERENCE_TIME start = 0;
-    REFERENCE_TIME stop = 0;
-    // Actual data length to report; -1: the size of bytes.
-    long validBytes = -1;
+  std::string bytes;
+  bool hasTime = true;
+  REFERENCE_TIME start = 0;
+  REFERENCE_TIME stop = 0;
+  // Actual data length to report; -1: the size of bytes.
+  long validBytes = -1;
 };
 
 }  // namespace platformtest

@@ -13,20 +13,20 @@
 namespace platformtest {
 
 class CTestBlockPin : public CSourceStream {
-public:
-    CTestBlockPin(CSource* filter, HRESULT* phr, const AM_MEDIA_TYPE& type, std::vector<TestBlock> blocks);
+ public:
+  CTestBlockPin(CSource* filter, HRESULT* phr, const AM_MEDIA_TYPE& type, std::vector<TestBlock> blocks);
 
-    HRESULT GetMediaType(CMediaType* pmt) override;
-    HRESULT DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pProperties) override;
-    HRESULT FillBuffer(IMediaSample* pSample) override;
+  HRESULT GetMediaType(CMediaType* pmt) override;
+  HRESULT DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPERTIES* pProperties) override;
+  HRESULT FillBuffer(IMediaSample* pSample) override;
 
-    // Number of blocks handed to FillBuffer so far (any thread).
-    LONG Delivered() const { return m_next; }
+  // Number of blocks handed to FillBuffer so far (any thread).
+  LONG Delivered() const { return m_next; }
 
-private:
-    CMediaType m_type;
-    std::vector<TestBlock> m_blocks;
-    volatile LONG m_next = 0;
+ private:
+  CMediaType m_type;
+  std::vector<TestBlock> m_blocks;
+  volatile LONG m_next = 0;
 };
 
 }  // namespace platformtest

@@ -14,19 +14,19 @@ namespace platformtest {
 class CTestBlockPin;
 
 class CTestBlockSource : public CSource {
-public:
-    // A new filter holding one reference (release it with Release()).
-    static CTestBlockSource* Create(const AM_MEDIA_TYPE& type, std::vector<TestBlock> blocks);
+ public:
+  // A new filter holding one reference (release it with Release()).
+  static CTestBlockSource* Create(const AM_MEDIA_TYPE& type, std::vector<TestBlock> blocks);
 
-    DECLARE_IUNKNOWN
+  DECLARE_IUNKNOWN
 
-    CTestBlockPin* Pin() const { return m_pin; }
-    ~CTestBlockSource() override;
+  CTestBlockPin* Pin() const { return m_pin; }
+  ~CTestBlockSource() override;
 
-private:
-    CTestBlockSource(const AM_MEDIA_TYPE& type, std::vector<TestBlock> blocks);
+ private:
+  CTestBlockSource(const AM_MEDIA_TYPE& type, std::vector<TestBlock> blocks);
 
-    CTestBlockPin* m_pin;
+  CTestBlockPin* m_pin;
 };
 
 }  // namespace platformtest

@@ -93,8 +93,8 @@ TEST_F(Fault, ReadOnlyTargetFailsTheFirstFrameAndEveryLaterOne) {
 // test command runs as root); elsewhere the case is skipped.
 TEST_F(Fault, FullDiskKeepsItsErrorAndTheFramesBeforeIt) {
   std::string small = UnixPathOf(dir) + "small";
-  UnixResult mounted = RunUnixCommand("mkdir -p " + ShellQuote(small) + " && mount -t tmpfs -o size=256k tmpfs " +
-                                      ShellQuote(small));
+  UnixResult mounted =
+      RunUnixCommand("mkdir -p " + ShellQuote(small) + " && mount -t tmpfs -o size=256k tmpfs " + ShellQuote(small));
   if (mounted.exitCode != 0) GTEST_SKIP() << "cannot mount a small tmpfs: " << mounted.output;
   std::wstring movie = dir + L"small\\full.avi";
   ASSERT_EQ(dll.StartMovieRecord(id, movie.c_str()), S_OK);

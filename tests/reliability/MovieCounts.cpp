@@ -10,8 +10,10 @@ std::vector<std::string> StreamCounts(const std::vector<std::wstring>& movies) {
   // One line per movie, "=" and the stream lines (nothing when ffprobe fails).
   std::string script;
   for (const std::wstring& movie : movies) {
-    script += "echo =$(ffprobe -v error -count_packets -show_entries stream=codec_type,nb_frames,nb_read_packets "
-              "-of csv=p=0 " + ShellQuote(UnixPathOf(movie)) + " 2>/dev/null); ";
+    script +=
+        "echo =$(ffprobe -v error -count_packets -show_entries stream=codec_type,nb_frames,nb_read_packets "
+        "-of csv=p=0 " +
+        ShellQuote(UnixPathOf(movie)) + " 2>/dev/null); ";
   }
   UnixResult result = RunUnixCommand(script, 600000);
   std::vector<std::string> counts;

@@ -43,11 +43,14 @@ class Restart : public ::testing::Test {
   // The lines of a control call that ended a running recording first.
   static std::vector<std::wstring> EndedFirst(const std::wstring& exportName) {
     return {L"SV=WARNING; CD=0; MSG=" + exportName + L" -> recording still running, stopped",
-            Trace(L"CAviWriter::ReleaseFilterData -> Enter"), Trace(L"CAviWriter::ReleaseFilterData -> Leave"),
+            Trace(L"CAviWriter::ReleaseFilterData -> Enter"),
+            Trace(L"CAviWriter::ReleaseFilterData -> Leave"),
             Trace(L"CAviWriter::StopRecord -> Enter"),
             Trace(L"WaitForSingleObject->Enter m_hMainMutex StopRecord()"),
-            Trace(L"WaitForSingleObject->Leave m_hMainMutex StopRecord()"), Trace(L"CAviWriter::StopRecord -> Leave"),
-            Trace(L"CAviWriter::EmptyGraph -> Enter"), Trace(L"CAviWriter::EmptyGraph -> Leave")};
+            Trace(L"WaitForSingleObject->Leave m_hMainMutex StopRecord()"),
+            Trace(L"CAviWriter::StopRecord -> Leave"),
+            Trace(L"CAviWriter::EmptyGraph -> Enter"),
+            Trace(L"CAviWriter::EmptyGraph -> Leave")};
   }
   void ExpectFrames(const std::wstring& movie, const char* frames) {
     EXPECT_EQ(ProbeStream(movie, "v:0")["nb_frames"], frames);
@@ -95,8 +98,7 @@ TEST_F(Restart, StartAgainWhileRecordingCompletesTheFirstMovieAndRecordsTheSecon
   dll.TakeLines();
   std::wstring second = dir + L"second.avi";
   HRESULT hr = E_PENDING;
-  FinishWithin(kCallDeadline, "TavMovieMakerStartMovieRecord",
-               [&] { hr = dll.StartMovieRecord(id, second.c_str()); });
+  FinishWithin(kCallDeadline, "TavMovieMakerStartMovieRecord", [&] { hr = dll.StartMovieRecord(id, second.c_str()); });
   EXPECT_EQ(hr, S_OK);
   std::vector<std::wstring> wanted = {Trace(L"TavMovieMakerStartMovieRecord -> Enter")};
   for (const std::wstring& line : EndedFirst(L"TavMovieMakerStartMovieRecord")) wanted.push_back(line);
@@ -117,8 +119,7 @@ TEST_F(Restart, StartTwiceBeforeAnyFrameEndsNothing) {
   std::wstring movie = Record(L"movie.avi", 2);
   EXPECT_EQ(dll.StopMovieRecord(id), S_OK);
   std::vector<std::wstring> lines = dll.TakeLines();
-  EXPECT_EQ(Count(lines, L"SV=WARNING; CD=0; MSG=TavMovieMakerStartMovieRecord -> recording still running, stopped"),
-            0)
+  EXPECT_EQ(Count(lines, L"SV=WARNING; CD=0; MSG=TavMovieMakerStartMovieRecord -> recording still running, stopped"), 0)
       << Dump(lines);
   ExpectFrames(movie, "2");
   EXPECT_EQ(FileSize(unused), -1);

@@ -20,8 +20,8 @@ namespace tavtest {
 namespace {
 
 const HRESULT kFail = static_cast<HRESULT>(0x80004005);
-const long long kFrame25 = 400000;       // one frame at 25 fps, in 100 ns
-const unsigned kAudioBlock = 1920 * 4;   // 16-bit stereo at 48 kHz, one frame long
+const long long kFrame25 = 400000;      // one frame at 25 fps, in 100 ns
+const unsigned kAudioBlock = 1920 * 4;  // 16-bit stereo at 48 kHz, one frame long
 
 // Releases every waiting thread at once when the last one arrives.
 class StartLine {
@@ -62,8 +62,7 @@ TEST_F(TwoThreads, FirstFrameAndFirstAudioBlockTogetherStartTheGraphOnce) {
     FinishWithin(60.0, "two first hand-overs", [&] {
       std::thread audioThread([&] {
         line.Arrive();
-        for (int n = 0; n < 2; ++n)
-          audio[n] = dll.AddAudioSample2(id, block.data(), kAudioBlock, n * kFrame25, n);
+        for (int n = 0; n < 2; ++n) audio[n] = dll.AddAudioSample2(id, block.data(), kAudioBlock, n * kFrame25, n);
       });
       line.Arrive();
       for (int n = 0; n < 2; ++n)

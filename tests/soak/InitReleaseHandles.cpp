@@ -109,8 +109,7 @@ double HandleSlope(const char* title, int cycles, Cycle cycle) {
     samples.push_back(tavsoak::Measure(c + 1));
   }
   const double slope = tavsoak::Slope(samples, &Sample::handles);
-  printf("%-44s handles %4.0f -> %4.0f, %.3f a cycle\n", title, samples.front().handles, samples.back().handles,
-         slope);
+  printf("%-44s handles %4.0f -> %4.0f, %.3f a cycle\n", title, samples.front().handles, samples.back().handles, slope);
   return slope;
 }
 
@@ -133,8 +132,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::wstring movie = tavtest::MakeTempDir() + L"cycle.avi";
-  const double writer = HandleSlope("InitEx ... Release with audio and a recording:", cycles,
-                                    [&] { return WriterCycle(*dll, movie); });
+  const double writer =
+      HandleSlope("InitEx ... Release with audio and a recording:", cycles, [&] { return WriterCycle(*dll, movie); });
   if (writer < -1e8) return 1;
   if (writer > platform + kRoomPerCycle) {
     printf("FAIL: each writer cycle leaves %.2f handles more than the platform's own calls\n", writer - platform);

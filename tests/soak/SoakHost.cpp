@@ -31,16 +31,16 @@ using tavsoak::Slope;
 int CountMissingFrames(const std::wstring& dir, const std::vector<int>& acknowledged) {
   const std::string unixDir = tavtest::UnixPathOf(dir);
   tavtest::UnixResult r = tavtest::RunUnixCommand(
-      "cd " + tavtest::ShellQuote(unixDir) + " && for f in soak*.avi; do echo \"$f $(ffprobe -v error "
-      "-select_streams v:0 -show_entries packet=size -of csv=p=0 \"$f\" | grep -vc '^0$')\"; done",
+      "cd " + tavtest::ShellQuote(unixDir) +
+          " && for f in soak*.avi; do echo \"$f $(ffprobe -v error "
+          "-select_streams v:0 -show_entries packet=size -of csv=p=0 \"$f\" | grep -vc '^0$')\"; done",
       600000);
   std::vector<int> found(acknowledged.size(), -1);
   char name[64];
   int frames = 0;
   for (const char* line = r.output.c_str(); *line;) {
     unsigned cycle = 0;
-    if (sscanf(line, "%63s %d", name, &frames) == 2 && sscanf(name, "soak%u.avi", &cycle) == 1 &&
-        cycle < found.size())
+    if (sscanf(line, "%63s %d", name, &frames) == 2 && sscanf(name, "soak%u.avi", &cycle) == 1 && cycle < found.size())
       found[cycle] = frames;
     const char* end = strchr(line, '\n');
     if (!end) break;

@@ -66,10 +66,12 @@ bool TavCamApp::Launch(const std::wstring& movie) {
     return false;
   WaitForInputIdle(process_.hProcess, 60000);
   Search search = {process_.dwProcessId, TAVCAM_WINDOW_CLASS, nullptr, nullptr};
-  if (!WaitUntil([&] {
-        EnumWindows(FindOwnWindow, reinterpret_cast<LPARAM>(&search));
-        return search.found != nullptr;
-      }, 60000))
+  if (!WaitUntil(
+          [&] {
+            EnumWindows(FindOwnWindow, reinterpret_cast<LPARAM>(&search));
+            return search.found != nullptr;
+          },
+          60000))
     return false;
   window_ = search.found;
   return WaitUntil([&] { return Status().state == L"Ready"; }, 30000);
@@ -113,8 +115,8 @@ std::wstring TavCamApp::StatusPart(int part) const {
   if (!remote) return std::wstring();
   std::wstring text;
   DWORD_PTR result = 0;
-  if (SendMessageTimeoutW(Control(CTL_STATUS), SB_GETTEXTW, part, reinterpret_cast<LPARAM>(remote), SMTO_NORMAL,
-                          10000, &result)) {
+  if (SendMessageTimeoutW(Control(CTL_STATUS), SB_GETTEXTW, part, reinterpret_cast<LPARAM>(remote), SMTO_NORMAL, 10000,
+                          &result)) {
     std::wstring buffer(4096, L'\0');
     if (ReadProcessMemory(process_.hProcess, remote, &buffer[0], bytes - sizeof(wchar_t), nullptr))
       text = buffer.c_str();
@@ -147,10 +149,12 @@ int TavCamApp::Close(DWORD timeoutMs) {
 
 HWND TavCamApp::WaitForWindow(const std::wstring& title, DWORD timeoutMs) const {
   Search search = {process_.dwProcessId, nullptr, title.c_str(), nullptr};
-  WaitUntil([&] {
-    EnumWindows(FindOwnWindow, reinterpret_cast<LPARAM>(&search));
-    return search.found != nullptr;
-  }, timeoutMs);
+  WaitUntil(
+      [&] {
+        EnumWindows(FindOwnWindow, reinterpret_cast<LPARAM>(&search));
+        return search.found != nullptr;
+      },
+      timeoutMs);
   return search.found;
 }
 

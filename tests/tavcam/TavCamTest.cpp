@@ -43,11 +43,14 @@ class TavCam : public ::testing::Test {
   void RecordFor(double seconds, long long frames) {
     ASSERT_TRUE(app.Click(CTL_RECORD));
     TavCamStatus status;
-    ASSERT_TRUE(WaitUntil([&] {
-      status = app.Status();
-      return status.lastError != L"none" ||
-             (status.state == L"Recording" && status.elapsedSeconds >= seconds && status.frames >= frames);
-    }, kDeadlineMs)) << Narrow(status.state) << ", frames " << status.frames;
+    ASSERT_TRUE(WaitUntil(
+        [&] {
+          status = app.Status();
+          return status.lastError != L"none" ||
+                 (status.state == L"Recording" && status.elapsedSeconds >= seconds && status.frames >= frames);
+        },
+        kDeadlineMs))
+        << Narrow(status.state) << ", frames " << status.frames;
     ASSERT_EQ(status.lastError, L"none");
   }
 
@@ -152,16 +155,20 @@ TEST_F(TavCam, PauseSendsABreakFrameSoTheMovieGoesOnWithoutAGap) {
   ASSERT_TRUE(WaitUntil([&] { return (paused = app.Status()).state == L"Paused"; }, kDeadlineMs));
   // A second of tavcam's clock passes with no frame handed in.
   TavCamStatus status;
-  ASSERT_TRUE(WaitUntil([&] {
-    status = app.Status();
-    return status.elapsedSeconds >= paused.elapsedSeconds + 1.0;
-  }, kDeadlineMs));
+  ASSERT_TRUE(WaitUntil(
+      [&] {
+        status = app.Status();
+        return status.elapsedSeconds >= paused.elapsedSeconds + 1.0;
+      },
+      kDeadlineMs));
   EXPECT_EQ(status.frames, paused.frames);
   ASSERT_TRUE(app.Click(CTL_PAUSE));  // now "Resume"
-  ASSERT_TRUE(WaitUntil([&] {
-    status = app.Status();
-    return status.state == L"Recording" && status.frames >= paused.frames + 10;
-  }, kDeadlineMs));
+  ASSERT_TRUE(WaitUntil(
+      [&] {
+        status = app.Status();
+        return status.state == L"Recording" && status.frames >= paused.frames + 10;
+      },
+      kDeadlineMs));
   ASSERT_TRUE(app.Click(CTL_STOP));
   ASSERT_TRUE(WaitUntil([&] { return (status = app.Status()).state == L"Ready"; }, kDeadlineMs));
   EXPECT_EQ(status.lastError, L"none");
@@ -197,10 +204,12 @@ TEST_F(TavCam, AFileThatCannotBeCreatedShowsTheFailedCall) {
   ASSERT_TRUE(app.Click(CTL_RECORD));
   // The first hand-over finds the folder missing; tavcam stops and says so.
   TavCamStatus status;
-  ASSERT_TRUE(WaitUntil([&] {
-    status = app.Status();
-    return status.state == L"Ready" && !status.lastError.empty() && status.lastError != L"none";
-  }, kDeadlineMs));
+  ASSERT_TRUE(WaitUntil(
+      [&] {
+        status = app.Status();
+        return status.state == L"Ready" && !status.lastError.empty() && status.lastError != L"none";
+      },
+      kDeadlineMs));
   // The graph's error reaches whichever hand-over comes first after it.
   const std::wstring tail = L" failed: 0x80070003 (";
   EXPECT_TRUE(status.lastError.rfind(L"TavMovieMakerAddMovieFrame2" + tail, 0) == 0 ||

@@ -22,11 +22,37 @@ std::wstring Parse(std::vector<std::wstring> args, Options* out = nullptr) {
 
 TEST(TavrecOptions, EveryOptionTakesItsValue) {
   Options o;
-  ASSERT_EQ(L"", Parse({L"--input", L"-", L"--size", L"1280x720", L"--fps", L"29.97", L"--pixel-format", L"3",
-                        L"--bottom-up", L"--frames", L"300", L"--audio-bits", L"24", L"--drop-every", L"7",
-                        L"--drop-by", L"time", L"--break-every", L"11", L"--video-compressor", L"Uncompressed",
-                        L"--audio-compressor", L"IMA ADPCM", L"--log", L"a.log", L"--log-layout", L"5",
-                        L"--log-severity", L"warning", L"--quiet", L"out.avi"},
+  ASSERT_EQ(L"", Parse({L"--input",
+                        L"-",
+                        L"--size",
+                        L"1280x720",
+                        L"--fps",
+                        L"29.97",
+                        L"--pixel-format",
+                        L"3",
+                        L"--bottom-up",
+                        L"--frames",
+                        L"300",
+                        L"--audio-bits",
+                        L"24",
+                        L"--drop-every",
+                        L"7",
+                        L"--drop-by",
+                        L"time",
+                        L"--break-every",
+                        L"11",
+                        L"--video-compressor",
+                        L"Uncompressed",
+                        L"--audio-compressor",
+                        L"IMA ADPCM",
+                        L"--log",
+                        L"a.log",
+                        L"--log-layout",
+                        L"5",
+                        L"--log-severity",
+                        L"warning",
+                        L"--quiet",
+                        L"out.avi"},
                        &o));
   EXPECT_EQ(L"out.avi", o.output);
   EXPECT_EQ(L"-", o.input);
@@ -108,11 +134,26 @@ TEST(TavrecOptions, EachBadCommandLineHasItsMessage) {
 
 TEST(TavrecOptions, TheManualPageNamesEveryOption) {
   const std::wstring help = tavrec::HelpText();
-  for (const wchar_t* option :
-       {L"--input", L"--size", L"--fps", L"--pixel-format", L"--bottom-up", L"--duration", L"--frames", L"--tone",
-        L"--audio-bits", L"--drop-every", L"--drop-by", L"--break-every", L"--list-compressors",
-        L"--video-compressor", L"--audio-compressor", L"--log", L"--log-layout", L"--log-severity", L"--quiet",
-        L"--help"})
+  for (const wchar_t* option : {L"--input",
+                                L"--size",
+                                L"--fps",
+                                L"--pixel-format",
+                                L"--bottom-up",
+                                L"--duration",
+                                L"--frames",
+                                L"--tone",
+                                L"--audio-bits",
+                                L"--drop-every",
+                                L"--drop-by",
+                                L"--break-every",
+                                L"--list-compressors",
+                                L"--video-compressor",
+                                L"--audio-compressor",
+                                L"--log",
+                                L"--log-layout",
+                                L"--log-severity",
+                                L"--quiet",
+                                L"--help"})
     EXPECT_NE(std::wstring::npos, help.find(std::wstring(L"\n    ") + option)) << option;
 }
 

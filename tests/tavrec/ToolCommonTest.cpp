@@ -192,9 +192,10 @@ TEST(CallError, NamesTheExportTheResultAndTheSystemText) {
                 L"): the library refused a bad argument or a call in the wrong state; its log has an ERROR line "
                 L"saying which",
             Line("TavMovieMakerInitEx", E_FAIL));
-  EXPECT_EQ(L"TavMovieMakerAddMovieFrame2 failed: 0xFFFFFB2E (no system text): a hand-over waited 10 s for the "
-            L"streaming thread in vain; the calling thread still owns the \"AviWrt_MainMutex\" mutex",
-            Line("TavMovieMakerAddMovieFrame2", static_cast<HRESULT>(-1234)));
+  EXPECT_EQ(
+      L"TavMovieMakerAddMovieFrame2 failed: 0xFFFFFB2E (no system text): a hand-over waited 10 s for the "
+      L"streaming thread in vain; the calling thread still owns the \"AviWrt_MainMutex\" mutex",
+      Line("TavMovieMakerAddMovieFrame2", static_cast<HRESULT>(-1234)));
   // A Win32 error inside an HRESULT has its text, without the full stop.
   const std::wstring notFound = SystemText(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND));
   EXPECT_NE(L"no system text", notFound);

@@ -25,8 +25,7 @@ TEST(ComErrorTextTest, CodesWithoutSystemTextShowTheHresult) {
 
 TEST(ComErrorTextTest, LogComErrorWritesOneErrorLine) {
   tavtest::LogCapture log;
-  LogComError("TavMovieMakerGetCompressors", L"TavMovieMakerGetCompressors()", E_POINTER,
-              static_cast<int>(E_POINTER));
+  LogComError("TavMovieMakerGetCompressors", L"TavMovieMakerGetCompressors()", E_POINTER, static_cast<int>(E_POINTER));
   EXPECT_EQ(log.Lines(), (std::vector<std::wstring>{tavtest::LogCapture::Line(
                              L"TavMovieMakerGetCompressors", L"ERROR", static_cast<int>(E_POINTER),
                              L"TavMovieMakerGetCompressors() error: Unknown error 0x80004003")}));

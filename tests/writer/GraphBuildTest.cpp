@@ -106,8 +106,8 @@ TEST_F(PickedFormatTest, AudioThroughThePcmCompressorTakesThePickedFormat) {
   ASSERT_EQ(TavMovieMakerSetAudioCompressor(1, L"PCM (Uncompressed)"), S_OK);
   ASSERT_TRUE(rig.Writer().m_pAudioCompressor);
   EXPECT_EQ(Build(rig), S_OK);
-  EXPECT_EQ(rig.FilterNames(), (Names{L"AVI Mux", L"Audio Compressor", L"Audio Source Filter", L"File Writer",
-                                      L"RAW Data Filter"}));
+  EXPECT_EQ(rig.FilterNames(),
+            (Names{L"AVI Mux", L"Audio Compressor", L"Audio Source Filter", L"File Writer", L"RAW Data Filter"}));
   EXPECT_EQ(rig.ConnectionList(),
             (Connections{L"AVI Mux/AVI Out -> File Writer/in", L"Audio Compressor/Output -> AVI Mux/Input 01",
                          L"Audio Source Filter/Capture -> Audio Compressor/Input",
@@ -134,11 +134,12 @@ TEST_F(PickedFormatTest, AFormatTheCompressorDoesNotOfferIsReportedAndTheBuildGo
   ASSERT_EQ(rig.Setup(settings), S_OK);
   ASSERT_EQ(TavMovieMakerSetAudioCompressor(1, L"PCM (Uncompressed)"), S_OK);
   EXPECT_EQ(Build(rig), S_OK);
-  EXPECT_EQ(m_log.LinesOf(L".\\TavMovieMaker"),
-            (Names{T(L"CAviWriter::MakeCaptureGraph -> Enter"),
-                   LogCapture::Trace(L"AudioCompressorConfig", L"AudioCompressorConfig -> Enter"),
-                   LogCapture::Trace(L"AudioCompressorConfig", L"AudioCompressorConfig -> suitable format can not be found"),
-                   T(L"CAviWriter::MakeCaptureGraph -> Leave")}));
+  EXPECT_EQ(
+      m_log.LinesOf(L".\\TavMovieMaker"),
+      (Names{T(L"CAviWriter::MakeCaptureGraph -> Enter"),
+             LogCapture::Trace(L"AudioCompressorConfig", L"AudioCompressorConfig -> Enter"),
+             LogCapture::Trace(L"AudioCompressorConfig", L"AudioCompressorConfig -> suitable format can not be found"),
+             T(L"CAviWriter::MakeCaptureGraph -> Leave")}));
   EXPECT_EQ(rig.ConnectionList().size(), 4u);
 }
 
@@ -260,12 +261,12 @@ TEST_F(ConverterGraphTest, ACompressorIsStillLinkedWhenConnectInsertsAConverter)
   wcsncpy_s(rig.Writer().m_szFileName, 260, L"C:\\converter.avi", _TRUNCATE);
   m_log.Clear();
   EXPECT_EQ(rig.Writer().MakeCaptureGraph(), S_OK);
-  EXPECT_EQ(rig.FilterNames(), (Names{L"AVI Mux", L"File Writer", L"RAW Data Filter", L"TavTest RGB Converter",
-                                      L"Video Compressor"}));
-  EXPECT_EQ(rig.ConnectionList(),
-            (Connections{L"AVI Mux/AVI Out -> File Writer/in", L"RAW Data Filter/Out -> TavTest RGB Converter/In",
-                         L"TavTest RGB Converter/Out -> Video Compressor/In",
-                         L"Video Compressor/Out -> AVI Mux/Input 01"}));
+  EXPECT_EQ(rig.FilterNames(),
+            (Names{L"AVI Mux", L"File Writer", L"RAW Data Filter", L"TavTest RGB Converter", L"Video Compressor"}));
+  EXPECT_EQ(
+      rig.ConnectionList(),
+      (Connections{L"AVI Mux/AVI Out -> File Writer/in", L"RAW Data Filter/Out -> TavTest RGB Converter/In",
+                   L"TavTest RGB Converter/Out -> Video Compressor/In", L"Video Compressor/Out -> AVI Mux/Input 01"}));
   EXPECT_EQ(m_log.LinesOf(L".\\TavMovieMaker"),
             (Names{T(L"CAviWriter::MakeCaptureGraph -> Enter"), T(L"CAviWriter::MakeCaptureGraph -> Leave")}));
 }

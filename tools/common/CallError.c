@@ -45,8 +45,8 @@ int TavFormatCallError(const char* exportName, HRESULT hr, wchar_t* text, size_t
   TavSystemText(hr, system, sizeof system / sizeof system[0]);
   const wchar_t* meaning = TavLibraryMeaning(hr);
   /* The Microsoft C runtime: %hs is a narrow string, %s a wide one. */
-  int n = _snwprintf(text, capacity, L"%hs failed: 0x%08lX (%s)%s%s", exportName ? exportName : "?",
-                     (unsigned long)hr, system, meaning ? L": " : L"", meaning ? meaning : L"");
+  int n = _snwprintf(text, capacity, L"%hs failed: 0x%08lX (%s)%s%s", exportName ? exportName : "?", (unsigned long)hr,
+                     system, meaning ? L": " : L"", meaning ? meaning : L"");
   if (n < 0 || (size_t)n >= capacity) n = (int)capacity - 1;
   text[n] = 0;
   return n;

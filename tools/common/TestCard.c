@@ -52,10 +52,10 @@ size_t TavTestCardFrameBytes(int width, int height, unsigned pixelFormat) {
 
 /* Where the text goes, in picture coordinates (y from the top). */
 typedef struct {
-  int scale;        /* pixels per glyph dot */
+  int scale; /* pixels per glyph dot */
   int boxX, boxY, boxW, boxH;
-  int lineY[2];     /* top of each text line */
-  int lineX[2];     /* left of each text line */
+  int lineY[2]; /* top of each text line */
+  int lineX[2]; /* left of each text line */
   char text[2][kLongestLine + 1];
 } TextLayout;
 
@@ -87,8 +87,7 @@ static void LayOutText(TextLayout* t, int width, int height, long long frameNumb
   t->boxH = textH + 2 * pad;
 }
 
-static void Fill(unsigned char* rgb, int width, int from, int to, unsigned char r, unsigned char g,
-                 unsigned char b) {
+static void Fill(unsigned char* rgb, int width, int from, int to, unsigned char r, unsigned char g, unsigned char b) {
   if (from < 0) from = 0;
   if (to > width) to = width;
   for (int x = from; x < to; ++x) {
@@ -98,8 +97,7 @@ static void Fill(unsigned char* rgb, int width, int from, int to, unsigned char 
   }
 }
 
-static void PaintRow(unsigned char* rgb, int width, int height, int y, long long frameNumber,
-                     const TextLayout* t) {
+static void PaintRow(unsigned char* rgb, int width, int height, int y, long long frameNumber, const TextLayout* t) {
   if (y < height * 2 / 3) {
     for (int bar = 0; bar < 7; ++bar)
       Fill(rgb, width, bar * width / 7, (bar + 1) * width / 7, kBars[bar][0], kBars[bar][1], kBars[bar][2]);
@@ -122,8 +120,7 @@ static void PaintRow(unsigned char* rgb, int width, int height, int y, long long
       const unsigned char bits = GlyphOf(t->text[line][i])[glyphRow];
       const int left = t->lineX[line] + i * kCell * t->scale;
       for (int dot = 0; dot < kGlyphWidth; ++dot)
-        if (bits & (0x10 >> dot))
-          Fill(rgb, width, left + dot * t->scale, left + (dot + 1) * t->scale, 255, 255, 255);
+        if (bits & (0x10 >> dot)) Fill(rgb, width, left + dot * t->scale, left + (dot + 1) * t->scale, 255, 255, 255);
     }
   }
 }
@@ -137,9 +134,15 @@ static void ConvertRow(const unsigned char* rgb, int width, unsigned pixelFormat
   for (int x = 0; x < width; ++x) {
     const unsigned char* p = rgb + 3 * x;
     switch (pixelFormat) {
-      case 0: out[3 * x] = p[2], out[3 * x + 1] = p[1], out[3 * x + 2] = p[0]; break;
-      case 1: out[4 * x] = p[2], out[4 * x + 1] = p[1], out[4 * x + 2] = p[0], out[4 * x + 3] = 0; break;
-      case 2: out[x] = (unsigned char)((77 * p[0] + 150 * p[1] + 29 * p[2] + 128) >> 8); break;
+      case 0:
+        out[3 * x] = p[2], out[3 * x + 1] = p[1], out[3 * x + 2] = p[0];
+        break;
+      case 1:
+        out[4 * x] = p[2], out[4 * x + 1] = p[1], out[4 * x + 2] = p[0], out[4 * x + 3] = 0;
+        break;
+      case 2:
+        out[x] = (unsigned char)((77 * p[0] + 150 * p[1] + 29 * p[2] + 128) >> 8);
+        break;
       case 3:
         if (x % 2 == 0) {
           /* One U and V for the pair, from its two pixels (the last pixel of

@@ -26,8 +26,8 @@ size_t TavTonePaint(unsigned char* block, double fps, unsigned bitsPerSample, lo
   for (int i = 0; i < samples; ++i) {
     const long long n = (blockIndex < 0 ? 0 : blockIndex) * samples + i;
     const double hz = n % TAV_TONE_SAMPLE_RATE < TAV_TONE_SAMPLE_RATE / 20 ? 880.0 : 440.0;
-    const long value = lround(amplitude * sin(2.0 * pi * hz * (double)(n % TAV_TONE_SAMPLE_RATE) /
-                                              TAV_TONE_SAMPLE_RATE));
+    const long value =
+        lround(amplitude * sin(2.0 * pi * hz * (double)(n % TAV_TONE_SAMPLE_RATE) / TAV_TONE_SAMPLE_RATE));
     for (int channel = 0; channel < TAV_TONE_CHANNELS; ++channel)
       for (int b = 0; b < sampleBytes; ++b) *out++ = (unsigned char)((unsigned long)value >> (8 * b));
   }

@@ -24,5 +24,12 @@ enum TavCamControl {
 };
 
 // The status bar's parts.
-enum TavCamStatusPart { kStatusState, kStatusFrames, kStatusDrops, kStatusFile, kStatusElapsed, kStatusError,
-                        kStatusParts };
+enum TavCamStatusPart {
+  kStatusState,
+  kStatusFrames,
+  kStatusDrops,
+  kStatusFile,
+  kStatusElapsed,
+  kStatusError,
+  kStatusParts
+};

@@ -88,10 +88,10 @@ class Recorder {
   int id_ = 0;  // the writer ID InitEx stored last; 0: none
   bool hasAudio_ = false;
 
-  std::mutex gate_;           // held by HandOver while it is inside the DLL
-  bool open_ = false;         // under gate_: hand-overs may run
-  bool breakPending_ = false; // under gate_: send a break frame first
-  bool paused_ = false;       // under gate_
+  std::mutex gate_;            // held by HandOver while it is inside the DLL
+  bool open_ = false;          // under gate_: hand-overs may run
+  bool breakPending_ = false;  // under gate_: send a break frame first
+  bool paused_ = false;        // under gate_
   std::atomic<bool> broken_{false};
 
   std::atomic<long long> handedIn_{0};

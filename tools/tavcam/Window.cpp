@@ -52,8 +52,7 @@ class BusyScope {
 
 // ---- Controls ----------------------------------------------------------------
 
-HWND AddControl(App* app, const wchar_t* cls, const wchar_t* text, DWORD style, int x, int y, int w, int h,
-                int id) {
+HWND AddControl(App* app, const wchar_t* cls, const wchar_t* text, DWORD style, int x, int y, int w, int h, int id) {
   HWND control = CreateWindowExW(0, cls, text, WS_CHILD | WS_VISIBLE | style, x, y, w, h, app->window,
                                  reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), nullptr, nullptr);
   SendMessageW(control, WM_SETFONT, reinterpret_cast<WPARAM>(app->font), FALSE);
@@ -87,8 +86,8 @@ std::wstring Selected(HWND combo) {
 }
 
 void Select(HWND combo, const std::wstring& text) {
-  const LRESULT index = SendMessageW(combo, CB_FINDSTRINGEXACT, static_cast<WPARAM>(-1),
-                                     reinterpret_cast<LPARAM>(text.c_str()));
+  const LRESULT index =
+      SendMessageW(combo, CB_FINDSTRINGEXACT, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>(text.c_str()));
   SendMessageW(combo, CB_SETCURSEL, index == CB_ERR ? 0 : index, 0);
 }
 
@@ -115,15 +114,11 @@ void CreateControls(App* app, const wchar_t* movie) {
              CTL_DROP_FRAMES);
 
   AddLabel(app, L"Video compressor", x, 168, 280);
-  AddControl(app, L"COMBOBOX", L"", CBS_DROPDOWNLIST | WS_VSCROLL | WS_TABSTOP, x, 190, 190, 300,
-             CTL_VIDEO_COMPRESSOR);
-  AddControl(app, L"BUTTON", L"Configure\x2026", BS_PUSHBUTTON | WS_TABSTOP, x + 196, 189, 84, 26,
-             CTL_VIDEO_CONFIGURE);
+  AddControl(app, L"COMBOBOX", L"", CBS_DROPDOWNLIST | WS_VSCROLL | WS_TABSTOP, x, 190, 190, 300, CTL_VIDEO_COMPRESSOR);
+  AddControl(app, L"BUTTON", L"Configure\x2026", BS_PUSHBUTTON | WS_TABSTOP, x + 196, 189, 84, 26, CTL_VIDEO_CONFIGURE);
   AddLabel(app, L"Audio compressor", x, 224, 280);
-  AddControl(app, L"COMBOBOX", L"", CBS_DROPDOWNLIST | WS_VSCROLL | WS_TABSTOP, x, 246, 190, 300,
-             CTL_AUDIO_COMPRESSOR);
-  AddControl(app, L"BUTTON", L"Configure\x2026", BS_PUSHBUTTON | WS_TABSTOP, x + 196, 245, 84, 26,
-             CTL_AUDIO_CONFIGURE);
+  AddControl(app, L"COMBOBOX", L"", CBS_DROPDOWNLIST | WS_VSCROLL | WS_TABSTOP, x, 246, 190, 300, CTL_AUDIO_COMPRESSOR);
+  AddControl(app, L"BUTTON", L"Configure\x2026", BS_PUSHBUTTON | WS_TABSTOP, x + 196, 245, 84, 26, CTL_AUDIO_CONFIGURE);
 
   AddControl(app, L"BUTTON", L"Record", BS_PUSHBUTTON | WS_TABSTOP, x, 300, 88, 32, CTL_RECORD);
   AddControl(app, L"BUTTON", L"Stop", BS_PUSHBUTTON | WS_TABSTOP, x + 96, 300, 88, 32, CTL_STOP);
@@ -148,14 +143,13 @@ void CreateControls(App* app, const wchar_t* movie) {
 void UpdateControls(App* app) {
   const RecorderStats stats = app->recorder.Stats();
   const bool idle = !stats.recording;
-  for (int id : {CTL_SIZE, CTL_RATE, CTL_PIXEL_FORMAT, CTL_AUDIO, CTL_VIDEO_COMPRESSOR, CTL_FILE, CTL_BROWSE,
-                 CTL_RECORD})
+  for (int id :
+       {CTL_SIZE, CTL_RATE, CTL_PIXEL_FORMAT, CTL_AUDIO, CTL_VIDEO_COMPRESSOR, CTL_FILE, CTL_BROWSE, CTL_RECORD})
     EnableWindow(app->Item(id), idle);
   EnableWindow(app->Item(CTL_AUDIO_COMPRESSOR), idle && app->settings.audioBits != 0);
   EnableWindow(app->Item(CTL_VIDEO_CONFIGURE), idle && app->videoHasDialog);
   EnableWindow(app->Item(CTL_AUDIO_CONFIGURE),
-               idle && Selected(app->Item(CTL_AUDIO_COMPRESSOR)) != kNoAudioCompressor &&
-                   app->settings.audioBits != 0);
+               idle && Selected(app->Item(CTL_AUDIO_COMPRESSOR)) != kNoAudioCompressor && app->settings.audioBits != 0);
   EnableWindow(app->Item(CTL_STOP), !idle);
   EnableWindow(app->Item(CTL_PAUSE), !idle);
   SetWindowTextW(app->Item(CTL_PAUSE), stats.paused ? L"Resume" : L"Pause");
@@ -177,10 +171,9 @@ void ShowStatus(App* app, const std::wstring& problem = std::wstring()) {
   SetStatus(app, kStatusDrops, text);
   WIN32_FILE_ATTRIBUTE_DATA file;
   if (GetFileAttributesExW(TextOf(app->Item(CTL_FILE)).c_str(), GetFileExInfoStandard, &file))
-    swprintf(text, 64, L"File: %.1f MB", (static_cast<double>(file.nFileSizeHigh) * 4294967296.0 +
-                                          file.nFileSizeLow) / 1e6);
-  else
-    swprintf(text, 64, L"File: none");
+    swprintf(text, 64, L"File: %.1f MB",
+             (static_cast<double>(file.nFileSizeHigh) * 4294967296.0 + file.nFileSizeLow) / 1e6);
+  else swprintf(text, 64, L"File: none");
   SetStatus(app, kStatusFile, text);
   const int tenths = static_cast<int>(stats.elapsedSeconds * 10);
   swprintf(text, 64, L"Elapsed: %d:%02d.%d", tenths / 600, tenths / 10 % 60, tenths % 10);
@@ -194,8 +187,8 @@ void ShowStatus(App* app, const std::wstring& problem = std::wstring()) {
 // Reads the settings controls; false (and a message) when a field is invalid.
 bool ReadSettings(App* app, CameraSettings* settings, std::wstring* problem) {
   int width = 0, height = 0;
-  if (swscanf(Selected(app->Item(CTL_SIZE)).c_str(), L"%d x %d", &width, &height) != 2 || width < 16 ||
-      height < 16 || width > 4096 || height > 4096) {
+  if (swscanf(Selected(app->Item(CTL_SIZE)).c_str(), L"%d x %d", &width, &height) != 2 || width < 16 || height < 16 ||
+      width > 4096 || height > 4096) {
     *problem = L"the size is WIDTHxHEIGHT, each 16 to 4096";
     return false;
   }
@@ -325,13 +318,26 @@ void OnCommand(App* app, int id, int code) {
     case CTL_DROP_FRAMES:
       app->camera.SetDropFrames(SendMessageW(app->Item(CTL_DROP_FRAMES), BM_GETCHECK, 0, 0) == BST_CHECKED);
       break;
-    case CTL_VIDEO_CONFIGURE: app->recorder.ShowVideoCompressorDialog(app->window); break;
-    case CTL_AUDIO_CONFIGURE: app->recorder.ShowAudioCompressorDialog(app->window); break;
-    case CTL_BROWSE: Browse(app); break;
-    case CTL_RECORD: Record(app); break;
-    case CTL_STOP: StopRecording(app); break;
-    case CTL_PAUSE: TogglePause(app); break;
-    default: break;
+    case CTL_VIDEO_CONFIGURE:
+      app->recorder.ShowVideoCompressorDialog(app->window);
+      break;
+    case CTL_AUDIO_CONFIGURE:
+      app->recorder.ShowAudioCompressorDialog(app->window);
+      break;
+    case CTL_BROWSE:
+      Browse(app);
+      break;
+    case CTL_RECORD:
+      Record(app);
+      break;
+    case CTL_STOP:
+      StopRecording(app);
+      break;
+    case CTL_PAUSE:
+      TogglePause(app);
+      break;
+    default:
+      break;
   }
 }
 

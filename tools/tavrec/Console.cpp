@@ -17,11 +17,10 @@ void SetUpConsole() {
 
 void Print(std::FILE* stream, const std::wstring& text) {
   if (text.empty()) return;
-  const int bytes = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0,
-                                        nullptr, nullptr);
+  const int bytes =
+      WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
   std::vector<char> utf8(bytes > 0 ? bytes : 0);
-  WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), utf8.data(), bytes, nullptr,
-                      nullptr);
+  WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), utf8.data(), bytes, nullptr, nullptr);
   std::fwrite(utf8.data(), 1, utf8.size(), stream);
   std::fflush(stream);
 }

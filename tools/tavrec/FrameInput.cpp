@@ -34,9 +34,13 @@ int BitsPerPixel(unsigned pixelFormat) {
 class RawInput : public FrameInput {
  public:
   RawInput(const Options& o, std::FILE* file, bool isPipe, bool ownsFile)
-      : file_(file), ownsFile_(ownsFile), isPipe_(isPipe), height_(o.height),
+      : file_(file),
+        ownsFile_(ownsFile),
+        isPipe_(isPipe),
+        height_(o.height),
         packedRow_((static_cast<size_t>(o.width) * BitsPerPixel(o.pixelFormat) + 7) / 8),
-        stride_(TavTestCardStride(o.width, o.pixelFormat)), packed_(packedRow_ * o.height) {}
+        stride_(TavTestCardStride(o.width, o.pixelFormat)),
+        packed_(packedRow_ * o.height) {}
   ~RawInput() override {
     if (ownsFile_) std::fclose(file_);
   }
@@ -74,9 +78,7 @@ bool IsPipe(std::FILE* file) {
 
 }  // namespace
 
-std::unique_ptr<FrameInput> OpenTestCard(const Options& options) {
-  return std::make_unique<TestCardInput>(options);
-}
+std::unique_ptr<FrameInput> OpenTestCard(const Options& options) { return std::make_unique<TestCardInput>(options); }
 
 std::unique_ptr<FrameInput> OpenRawInput(const Options& options, std::wstring& problem) {
   if (options.input == L"-") {

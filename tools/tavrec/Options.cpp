@@ -97,9 +97,9 @@ std::wstring ParseOptions(int argc, wchar_t** argv, Options& o) {
        }},
       {L"--log-severity", [&](const std::wstring& v) { return ParseSeverity(v, o.logSeverity); }},
   };
-  const std::map<std::wstring, bool*> flags = {
-      {L"--tone", &o.tone},   {L"--bottom-up", &o.bottomUp}, {L"--quiet", &o.quiet},
-      {L"--list-compressors", &o.listCompressors}, {L"--help", &o.help}, {L"-h", &o.help}};
+  const std::map<std::wstring, bool*> flags = {{L"--tone", &o.tone},   {L"--bottom-up", &o.bottomUp},
+                                               {L"--quiet", &o.quiet}, {L"--list-compressors", &o.listCompressors},
+                                               {L"--help", &o.help},   {L"-h", &o.help}};
 
   bool seenLogOption = false;
   for (int i = 1; i < argc; ++i) {

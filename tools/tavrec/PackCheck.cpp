@@ -19,8 +19,7 @@ bool RunningUnderWine() {
 std::wstring AviMuxServer() {
   wchar_t path[MAX_PATH] = L"";
   DWORD bytes = sizeof path - sizeof path[0];
-  if (RegGetValueW(HKEY_CLASSES_ROOT, kAviMuxServerKey, nullptr, RRF_RT_REG_SZ, nullptr,
-                   path, &bytes) != ERROR_SUCCESS)
+  if (RegGetValueW(HKEY_CLASSES_ROOT, kAviMuxServerKey, nullptr, RRF_RT_REG_SZ, nullptr, path, &bytes) != ERROR_SUCCESS)
     return L"";
   return path;
 }
@@ -38,11 +37,11 @@ std::wstring CheckPlatformPack() {
   const std::wstring name = Lower(server.substr(server.find_last_of(L"\\/") + 1));
   if (name == L"tavplatformpack.dll") return L"";
   const wchar_t* prefix = _wgetenv(L"WINEPREFIX");
-  return Format(L"the AVI Mux registered in this Wine prefix is %s, not the platform pack's, and it cannot "
-                L"record: register the pack first with WINEPREFIX=%s bash wine/register-pack.sh "
-                L"build/bin/TavPlatformPack.dll",
-                server.empty() ? L"missing" : (L"Wine's own (" + server + L")").c_str(),
-                prefix ? prefix : L"~/.wine");
+  return Format(
+      L"the AVI Mux registered in this Wine prefix is %s, not the platform pack's, and it cannot "
+      L"record: register the pack first with WINEPREFIX=%s bash wine/register-pack.sh "
+      L"build/bin/TavPlatformPack.dll",
+      server.empty() ? L"missing" : (L"Wine's own (" + server + L")").c_str(), prefix ? prefix : L"~/.wine");
 }
 
 }  // namespace tavrec

@@ -16,10 +16,10 @@ void Progress::Update(const Figures& f) {
   if (drawnLength_ > 0 && now - lastDraw_ < std::chrono::milliseconds(250)) return;
   lastDraw_ = now;
   const double seconds = f.elapsedSeconds > 0 ? f.elapsedSeconds : 1e-9;
-  std::wstring line = Format(L"frame %6lld  %6.1f fps  %6.2f MB/s  drops %lld  elapsed %02d:%04.1f  size %.1f MB",
-                             f.handed, f.handed / seconds, f.handedBytes / seconds / 1e6, f.drops,
-                             static_cast<int>(f.elapsedSeconds / 60),
-                             f.elapsedSeconds - 60 * static_cast<int>(f.elapsedSeconds / 60), f.fileBytes / 1e6);
+  std::wstring line =
+      Format(L"frame %6lld  %6.1f fps  %6.2f MB/s  drops %lld  elapsed %02d:%04.1f  size %.1f MB", f.handed,
+             f.handed / seconds, f.handedBytes / seconds / 1e6, f.drops, static_cast<int>(f.elapsedSeconds / 60),
+             f.elapsedSeconds - 60 * static_cast<int>(f.elapsedSeconds / 60), f.fileBytes / 1e6);
   // Spaces over the rest of a longer line drawn before.
   const size_t length = line.size();
   if (length < drawnLength_) line.append(drawnLength_ - length, L' ');
@@ -35,18 +35,19 @@ void Progress::Clear() {
 
 std::wstring Summary(const std::wstring& movie, const Figures& f, double fps) {
   const double seconds = f.elapsedSeconds > 0 ? f.elapsedSeconds : 1e-9;
-  return Format(L"recorded %s\n"
-                L"frames handed in: %lld\n"
-                L"slots written: %lld\n"
-                L"drops: %lld\n"
-                L"empty slots: %lld\n"
-                L"breaks: %lld\n"
-                L"audio blocks: %lld\n"
-                L"bytes: %lld\n"
-                L"duration: %.3f s\n"
-                L"average rate: %.1f fps, %.2f MB/s handed in over %.1f s\n",
-                movie.c_str(), f.handed, f.slots, f.drops, f.emptySlots, f.breaks, f.audioBlocks, f.fileBytes,
-                f.slots / fps, f.handed / seconds, f.handedBytes / seconds / 1e6, f.elapsedSeconds);
+  return Format(
+      L"recorded %s\n"
+      L"frames handed in: %lld\n"
+      L"slots written: %lld\n"
+      L"drops: %lld\n"
+      L"empty slots: %lld\n"
+      L"breaks: %lld\n"
+      L"audio blocks: %lld\n"
+      L"bytes: %lld\n"
+      L"duration: %.3f s\n"
+      L"average rate: %.1f fps, %.2f MB/s handed in over %.1f s\n",
+      movie.c_str(), f.handed, f.slots, f.drops, f.emptySlots, f.breaks, f.audioBlocks, f.fileBytes, f.slots / fps,
+      f.handed / seconds, f.handedBytes / seconds / 1e6, f.elapsedSeconds);
 }
 
 long long FileBytes(const std::wstring& path) {

@@ -8,11 +8,11 @@
 namespace tavrec {
 
 struct Figures {
-  long long handed = 0;      // frames handed to the DLL
-  long long slots = 0;       // slots in the movie's time line, empty ones included
+  long long handed = 0;  // frames handed to the DLL
+  long long slots = 0;   // slots in the movie's time line, empty ones included
   long long emptySlots = 0;
-  long long drops = 0;       // frames left out as drops
-  long long breaks = 0;      // frames left out after a planned break
+  long long drops = 0;   // frames left out as drops
+  long long breaks = 0;  // frames left out after a planned break
   long long audioBlocks = 0;
   long long handedBytes = 0;  // video and audio bytes handed to the DLL
   long long fileBytes = 0;    // the movie file's size

@@ -126,8 +126,8 @@ int Record(const Options& o) {
   unsigned pixelFormat = o.pixelFormat;
   int id = 0;
   int code = kDone;
-  if (!Call(failure, "TavMovieMakerInitEx", mm.InitEx(o.width, inMovieOrder ? o.height : -o.height, o.fps,
-                                                       &pixelFormat, &id)))
+  if (!Call(failure, "TavMovieMakerInitEx",
+            mm.InitEx(o.width, inMovieOrder ? o.height : -o.height, o.fps, &pixelFormat, &id)))
     return PrintFailure(failure, o), kLibraryFailed;
   if (o.tone && !Call(failure, "TavMovieMakerSetAudioStream", mm.SetAudioStream(id, o.audioBits)))
     code = kLibraryFailed;
@@ -135,8 +135,8 @@ int Record(const Options& o) {
   if (code == kDone && !o.audioCompressor.empty()) code = ChooseCompressor(mm, id, true, o.audioCompressor, failure);
   const std::wstring movie = FullPath(o.output);
   if (code == kDone && movie.size() > kLongestFileName) {
-    code = UsageError(Format(L"the output's full path has %zu characters; the DLL takes at most %zu",
-                             movie.size(), kLongestFileName));
+    code = UsageError(Format(L"the output's full path has %zu characters; the DLL takes at most %zu", movie.size(),
+                             kLongestFileName));
   }
   if (code == kDone && !Call(failure, "TavMovieMakerStartMovieRecord", mm.StartMovieRecord(id, movie.c_str())))
     code = kLibraryFailed;
@@ -202,8 +202,9 @@ int Record(const Options& o) {
   figures.fileBytes = FileBytes(movie);
   if (failure) return PrintFailure(failure, o), kLibraryFailed;
   if (figures.handed > 0 && figures.fileBytes == 0) {
-    PrintError(L"every call returned S_OK, but the DLL wrote nothing into " + movie +
-               (o.logPath.empty() ? L" (run again with --log FILE to see why)" : L" (its log is in " + o.logPath + L")"));
+    PrintError(
+        L"every call returned S_OK, but the DLL wrote nothing into " + movie +
+        (o.logPath.empty() ? L" (run again with --log FILE to see why)" : L" (its log is in " + o.logPath + L")"));
     return kLibraryFailed;
   }
   if (!o.quiet && figures.handed > 0) Print(stdout, Summary(movie, figures, o.fps));

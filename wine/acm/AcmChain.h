@@ -19,35 +19,35 @@
 namespace tavacm {
 
 class CAcmChain {
-public:
-    // Opens one stream per step from formats[0] (the input) to
-    // formats.back() (the output); an open chain is closed first. Returns
-    // VFW_E_TYPE_NOT_ACCEPTED when fewer than two formats are given or a
-    // step does not open.
-    HRESULT Open(const std::vector<WaveFormatBytes>& formats);
-    void Close();
-    bool IsOpen() const { return !m_steps.empty(); }
+ public:
+  // Opens one stream per step from formats[0] (the input) to
+  // formats.back() (the output); an open chain is closed first. Returns
+  // VFW_E_TYPE_NOT_ACCEPTED when fewer than two formats are given or a
+  // step does not open.
+  HRESULT Open(const std::vector<WaveFormatBytes>& formats);
+  void Close();
+  bool IsOpen() const { return !m_steps.empty(); }
 
-    // Converts `size` input bytes through every step and appends what the
-    // last step produced to `output`.
-    HRESULT Convert(const BYTE* data, size_t size, std::vector<BYTE>& output);
+  // Converts `size` input bytes through every step and appends what the
+  // last step produced to `output`.
+  HRESULT Convert(const BYTE* data, size_t size, std::vector<BYTE>& output);
 
-    // Ends the stream: each step's held input is converted and ended in
-    // turn, the last codec block completed with silence.
-    HRESULT Flush(std::vector<BYTE>& output);
+  // Ends the stream: each step's held input is converted and ended in
+  // turn, the last codec block completed with silence.
+  HRESULT Flush(std::vector<BYTE>& output);
 
-    // Drops held input and restarts every step.
-    void Discard();
+  // Drops held input and restarts every step.
+  void Discard();
 
-    // How long the input held inside the steps lasts, in 100 ns units.
-    REFERENCE_TIME HeldDuration() const;
+  // How long the input held inside the steps lasts, in 100 ns units.
+  REFERENCE_TIME HeldDuration() const;
 
-private:
-    struct Step {
-        std::unique_ptr<CAcmConverter> converter;
-        DWORD inputBytesPerSecond;
-    };
-    std::vector<Step> m_steps;
+ private:
+  struct Step {
+    std::unique_ptr<CAcmConverter> converter;
+    DWORD inputBytesPerSecond;
+  };
+  std::vector<Step> m_steps;
 };
 
 }  // namespace tavacm

@@ -16,43 +16,43 @@
 namespace tavacm {
 
 class CAcmConverter {
-public:
-    CAcmConverter() = default;
-    ~CAcmConverter();
-    CAcmConverter(const CAcmConverter&) = delete;
-    CAcmConverter& operator=(const CAcmConverter&) = delete;
+ public:
+  CAcmConverter() = default;
+  ~CAcmConverter();
+  CAcmConverter(const CAcmConverter&) = delete;
+  CAcmConverter& operator=(const CAcmConverter&) = delete;
 
-    // Opens the conversion; an open one is closed first. Returns
-    // VFW_E_TYPE_NOT_ACCEPTED when ACM cannot convert between the two.
-    HRESULT Open(const WAVEFORMATEX& input, const WAVEFORMATEX& output);
-    void Close();
-    bool IsOpen() const { return m_stream != nullptr; }
+  // Opens the conversion; an open one is closed first. Returns
+  // VFW_E_TYPE_NOT_ACCEPTED when ACM cannot convert between the two.
+  HRESULT Open(const WAVEFORMATEX& input, const WAVEFORMATEX& output);
+  void Close();
+  bool IsOpen() const { return m_stream != nullptr; }
 
-    // Converts `size` bytes and appends what the codec produced to `output`.
-    // Sets *consumed to the number of input bytes (this call's and earlier
-    // pending ones) that went into that output.
-    HRESULT Convert(const BYTE* data, size_t size, std::vector<BYTE>& output, size_t* consumed);
+  // Converts `size` bytes and appends what the codec produced to `output`.
+  // Sets *consumed to the number of input bytes (this call's and earlier
+  // pending ones) that went into that output.
+  HRESULT Convert(const BYTE* data, size_t size, std::vector<BYTE>& output, size_t* consumed);
 
-    // Ends the stream: converts what is still pending with the codec's end
-    // flag and appends the result; a block codec's last partial block is
-    // completed with silence. Pending input is gone afterwards.
-    HRESULT Flush(std::vector<BYTE>& output, size_t* consumed);
+  // Ends the stream: converts what is still pending with the codec's end
+  // flag and appends the result; a block codec's last partial block is
+  // completed with silence. Pending input is gone afterwards.
+  HRESULT Flush(std::vector<BYTE>& output, size_t* consumed);
 
-    // Drops pending input and restarts the codec's state (after a seek or a
-    // flush of the graph).
-    void Discard();
+  // Drops pending input and restarts the codec's state (after a seek or a
+  // flush of the graph).
+  void Discard();
 
-    size_t PendingBytes() const { return m_pending.size(); }
+  size_t PendingBytes() const { return m_pending.size(); }
 
-private:
-    HRESULT Run(DWORD flags, std::vector<BYTE>& output, size_t* consumed);
+ private:
+  HRESULT Run(DWORD flags, std::vector<BYTE>& output, size_t* consumed);
 
-    HACMSTREAM m_stream = nullptr;
-    WORD m_inputAlign = 1;
-    WORD m_outputAlign = 1;
-    bool m_started = false;
-    std::vector<BYTE> m_pending;
-    std::vector<BYTE> m_scratch;
+  HACMSTREAM m_stream = nullptr;
+  WORD m_inputAlign = 1;
+  WORD m_outputAlign = 1;
+  bool m_started = false;
+  std::vector<BYTE> m_pending;
+  std::vector<BYTE> m_scratch;
 };
 
 }  // namespace tavacm

@@ -17,8 +17,8 @@ namespace tavacm {
 using WaveFormatBytes = std::vector<BYTE>;
 
 struct AcmFormatTag {
-    WORD tag;
-    std::wstring name;  // ACM's name of the format tag, e.g. "IMA ADPCM"
+  WORD tag;
+  std::wstring name;  // ACM's name of the format tag, e.g. "IMA ADPCM"
 };
 
 // Every installed format tag that at least one 16-bit PCM input (8 to 48 kHz,

@@ -17,23 +17,23 @@
 class CAcmCompressorFilter;
 
 class CAcmOutputPin : public CCompressorOutputPin, public IAMStreamConfig {
-public:
-    CAcmOutputPin(CAcmCompressorFilter* filter, CCritSec* lock, HRESULT* hr);
+ public:
+  CAcmOutputPin(CAcmCompressorFilter* filter, CCritSec* lock, HRESULT* hr);
 
-    DECLARE_IUNKNOWN
-    HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+  DECLARE_IUNKNOWN
+  HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-    // CBasePin / CBaseOutputPin: the formats follow the input.
-    HRESULT CheckMediaType(const CMediaType* type) override;
-    HRESULT GetMediaType(int position, CMediaType* type) override;
-    HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) override;
+  // CBasePin / CBaseOutputPin: the formats follow the input.
+  HRESULT CheckMediaType(const CMediaType* type) override;
+  HRESULT GetMediaType(int position, CMediaType* type) override;
+  HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties) override;
 
-    // IAMStreamConfig
-    HRESULT STDMETHODCALLTYPE SetFormat(AM_MEDIA_TYPE* type) override;
-    HRESULT STDMETHODCALLTYPE GetFormat(AM_MEDIA_TYPE** type) override;
-    HRESULT STDMETHODCALLTYPE GetNumberOfCapabilities(int* count, int* size) override;
-    HRESULT STDMETHODCALLTYPE GetStreamCaps(int index, AM_MEDIA_TYPE** type, BYTE* caps) override;
+  // IAMStreamConfig
+  HRESULT STDMETHODCALLTYPE SetFormat(AM_MEDIA_TYPE* type) override;
+  HRESULT STDMETHODCALLTYPE GetFormat(AM_MEDIA_TYPE** type) override;
+  HRESULT STDMETHODCALLTYPE GetNumberOfCapabilities(int* count, int* size) override;
+  HRESULT STDMETHODCALLTYPE GetStreamCaps(int index, AM_MEDIA_TYPE** type, BYTE* caps) override;
 
-private:
-    CAcmCompressorFilter* m_acmFilter;  // weak: the filter owns the pin
+ private:
+  CAcmCompressorFilter* m_acmFilter;  // weak: the filter owns the pin
 };

@@ -19,23 +19,23 @@ namespace tavpack {
 // threw, so the caller can refuse further work its half-done state would spoil.
 template <typename Work, typename OnThrow>
 HRESULT CallWithoutThrowing(Work&& work, OnThrow&& onThrow) noexcept {
-    HRESULT hr;
-    try {
-        return work();
-    } catch (const std::bad_alloc&) {
-        hr = E_OUTOFMEMORY;
-    } catch (const std::length_error&) {
-        hr = E_OUTOFMEMORY;
-    } catch (...) {
-        hr = E_FAIL;
-    }
-    onThrow(hr);
-    return hr;
+  HRESULT hr;
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    hr = E_OUTOFMEMORY;
+  } catch (const std::length_error&) {
+    hr = E_OUTOFMEMORY;
+  } catch (...) {
+    hr = E_FAIL;
+  }
+  onThrow(hr);
+  return hr;
 }
 
 template <typename Work>
 HRESULT CallWithoutThrowing(Work&& work) noexcept {
-    return CallWithoutThrowing(work, [](HRESULT) {});
+  return CallWithoutThrowing(work, [](HRESULT) {});
 }
 
 }  // namespace tavpack

@@ -45,122 +45,115 @@ class CCompressorFilter;
 
 // The input pin: every call goes to the filter's hooks.
 class CCompressorInputPin : public CPackInputPin {
-public:
-    CCompressorInputPin(const wchar_t* objectName, CCompressorFilter* filter, CCritSec* lock, HRESULT* hr);
+ public:
+  CCompressorInputPin(const wchar_t* objectName, CCompressorFilter* filter, CCritSec* lock, HRESULT* hr);
 
-    // CBasePin
-    HRESULT CheckMediaType(const CMediaType* type) override;
-    HRESULT CompleteConnect(IPin* receivePin) override;
-    HRESULT SetMediaType(const CMediaType* type) override;
-    HRESULT BreakConnect() override;
-    HRESULT STDMETHODCALLTYPE QueryId(LPWSTR* id) override;  // "In"
-    HRESULT STDMETHODCALLTYPE NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override;
+  // CBasePin
+  HRESULT CheckMediaType(const CMediaType* type) override;
+  HRESULT CompleteConnect(IPin* receivePin) override;
+  HRESULT SetMediaType(const CMediaType* type) override;
+  HRESULT BreakConnect() override;
+  HRESULT STDMETHODCALLTYPE QueryId(LPWSTR* id) override;  // "In"
+  HRESULT STDMETHODCALLTYPE NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override;
 
-    // IMemInputPin: delivery downstream may wait for a free buffer.
-    HRESULT STDMETHODCALLTYPE ReceiveCanBlock() override { return S_OK; }
+  // IMemInputPin: delivery downstream may wait for a free buffer.
+  HRESULT STDMETHODCALLTYPE ReceiveCanBlock() override { return S_OK; }
 
-protected:
-    HRESULT OnReceive(IMediaSample* sample) override;
-    HRESULT OnEndOfStream() override;
-    HRESULT OnBeginFlush() override;
-    HRESULT OnEndFlush() override;
+ protected:
+  HRESULT OnReceive(IMediaSample* sample) override;
+  HRESULT OnEndOfStream() override;
+  HRESULT OnBeginFlush() override;
+  HRESULT OnEndFlush() override;
 
-private:
-    CCompressorFilter* m_compressor;  // weak: the filter owns the pin
+ private:
+  CCompressorFilter* m_compressor;  // weak: the filter owns the pin
 };
 
 // The output pin's shared part; the compressor's pin adds the media types
 // (CheckMediaType, GetMediaType, DecideBufferSize) and its interfaces.
 class CCompressorOutputPin : public CBaseOutputPin {
-public:
-    CCompressorOutputPin(const wchar_t* objectName, CCompressorFilter* filter, CCritSec* lock, HRESULT* hr);
+ public:
+  CCompressorOutputPin(const wchar_t* objectName, CCompressorFilter* filter, CCritSec* lock, HRESULT* hr);
 
-    // VFW_E_NOT_CONNECTED while the input is not connected.
-    HRESULT STDMETHODCALLTYPE Connect(IPin* receivePin, const AM_MEDIA_TYPE* type) override;
-    HRESULT CheckConnect(IPin* pin) override;
-    HRESULT STDMETHODCALLTYPE QueryId(LPWSTR* id) override;  // "Out"
+  // VFW_E_NOT_CONNECTED while the input is not connected.
+  HRESULT STDMETHODCALLTYPE Connect(IPin* receivePin, const AM_MEDIA_TYPE* type) override;
+  HRESULT CheckConnect(IPin* pin) override;
+  HRESULT STDMETHODCALLTYPE QueryId(LPWSTR* id) override;  // "Out"
 
-protected:
-    // For DecideBufferSize: at least `count` buffers of `size` bytes (more
-    // when the input pin asked for more); E_FAIL when the allocator gives
-    // none or buffers smaller than `usable` bytes.
-    static HRESULT SetBuffers(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties, long count, long size,
-                              long usable);
+ protected:
+  // For DecideBufferSize: at least `count` buffers of `size` bytes (more
+  // when the input pin asked for more); E_FAIL when the allocator gives
+  // none or buffers smaller than `usable` bytes.
+  static HRESULT SetBuffers(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* properties, long count, long size,
+                            long usable);
 
-    CCompressorFilter* m_compressor;  // weak: the filter owns the pin
+  CCompressorFilter* m_compressor;  // weak: the filter owns the pin
 };
 
 class CCompressorFilter : public CBaseFilter {
-public:
-    CCompressorFilter(const wchar_t* name, IUnknown* outer, REFCLSID clsid, const wchar_t* inputObjectName);
-    ~CCompressorFilter() override;
+ public:
+  CCompressorFilter(const wchar_t* name, IUnknown* outer, REFCLSID clsid, const wchar_t* inputObjectName);
+  ~CCompressorFilter() override;
 
-    // CBaseFilter
-    int GetPinCount() override { return 2; }
-    CBasePin* GetPin(int n) override;
-    HRESULT STDMETHODCALLTYPE FindPin(LPCWSTR id, IPin** pin) override;  // "In", "Out" or the pin names
-    HRESULT STDMETHODCALLTYPE Pause() override;
-    HRESULT STDMETHODCALLTYPE Stop() override;
+  // CBaseFilter
+  int GetPinCount() override { return 2; }
+  CBasePin* GetPin(int n) override;
+  HRESULT STDMETHODCALLTYPE FindPin(LPCWSTR id, IPin** pin) override;  // "In", "Out" or the pin names
+  HRESULT STDMETHODCALLTYPE Pause() override;
+  HRESULT STDMETHODCALLTYPE Stop() override;
 
-    // --- Format hooks (filter lock held by the caller) ---
-    // S_OK when the input pin may take this type; otherwise the reason.
-    virtual HRESULT CheckInputType(const CMediaType& type) = 0;
-    // The input pin was connected with this type; a failure fails the connection.
-    virtual HRESULT OnInputConnected(const CMediaType& type) = 0;
-    virtual void OnInputDisconnected() = 0;
-    // True while the input's format is known (the output may connect).
-    virtual bool HasInput() const = 0;
-    // True when a sample's type differs from the connected one in what the
-    // stream was set up for; by default any difference.
-    virtual bool InputTypeChanges(const CMediaType& next, const CMediaType& connected) const
-    {
-        return next != connected;
-    }
+  // --- Format hooks (filter lock held by the caller) ---
+  // S_OK when the input pin may take this type; otherwise the reason.
+  virtual HRESULT CheckInputType(const CMediaType& type) = 0;
+  // The input pin was connected with this type; a failure fails the connection.
+  virtual HRESULT OnInputConnected(const CMediaType& type) = 0;
+  virtual void OnInputDisconnected() = 0;
+  // True while the input's format is known (the output may connect).
+  virtual bool HasInput() const = 0;
+  // True when a sample's type differs from the connected one in what the
+  // stream was set up for; by default any difference.
+  virtual bool InputTypeChanges(const CMediaType& next, const CMediaType& connected) const { return next != connected; }
 
-    // --- Streaming hooks (see the thread notes above) ---
-    // Sets the stream up for the connected types (Pause from stopped).
-    virtual HRESULT StartStreaming() = 0;
-    virtual void StopStreaming() {}
-    // One input sample; what it makes goes out through OutputPin().
-    virtual HRESULT Receive(IMediaSample* sample) = 0;
-    // Delivers what the stream still holds before end of stream goes downstream.
-    virtual void OnEndOfStream() {}
-    // Drops what the stream holds (the flush has ended).
-    virtual void OnFlushed() {}
+  // --- Streaming hooks (see the thread notes above) ---
+  // Sets the stream up for the connected types (Pause from stopped).
+  virtual HRESULT StartStreaming() = 0;
+  virtual void StopStreaming() {}
+  // One input sample; what it makes goes out through OutputPin().
+  virtual HRESULT Receive(IMediaSample* sample) = 0;
+  // Delivers what the stream still holds before end of stream goes downstream.
+  virtual void OnEndOfStream() {}
+  // Drops what the stream holds (the flush has ended).
+  virtual void OnFlushed() {}
 
-    // --- Called by the input pin ---
-    HRESULT EndOfStream();
-    HRESULT BeginFlush();
-    HRESULT EndFlush();
-    HRESULT NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate);
+  // --- Called by the input pin ---
+  HRESULT EndOfStream();
+  HRESULT BeginFlush();
+  HRESULT EndFlush();
+  HRESULT NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate);
 
-protected:
-    void SetOutputPin(CCompressorOutputPin* pin) { m_outputPin.reset(pin); }
-    CCompressorInputPin* InputPin() const { return m_inputPin.get(); }
-    CCompressorOutputPin* OutputPin() const { return m_outputPin.get(); }
-    CCritSec* FilterLock() { return &m_filterLock; }
+ protected:
+  void SetOutputPin(CCompressorOutputPin* pin) { m_outputPin.reset(pin); }
+  CCompressorInputPin* InputPin() const { return m_inputPin.get(); }
+  CCompressorOutputPin* OutputPin() const { return m_outputPin.get(); }
+  CCritSec* FilterLock() { return &m_filterLock; }
 
-private:
-    CCritSec m_filterLock;
-    std::unique_ptr<CCompressorInputPin> m_inputPin;
-    std::unique_ptr<CCompressorOutputPin> m_outputPin;
+ private:
+  CCritSec m_filterLock;
+  std::unique_ptr<CCompressorInputPin> m_inputPin;
+  std::unique_ptr<CCompressorOutputPin> m_outputPin;
 };
 
 // The class factory's creation function for a compressor filter that is made
 // from its outer unknown.
 template <class Filter>
-HRESULT CreateCompressorFilter(IUnknown* outer, REFIID riid, void** object)
-{
-    if (object == nullptr)
-        return E_POINTER;
-    *object = nullptr;
-    if (outer != nullptr && riid != IID_IUnknown)
-        return CLASS_E_NOAGGREGATION;
-    auto* filter = new (std::nothrow) Filter(outer);
-    if (filter == nullptr)
-        return E_OUTOFMEMORY;
-    filter->NonDelegatingAddRef();
-    const HRESULT hr = filter->NonDelegatingQueryInterface(riid, object);
-    filter->NonDelegatingRelease();
-    return hr;
+HRESULT CreateCompressorFilter(IUnknown* outer, REFIID riid, void** object) {
+  if (object == nullptr) return E_POINTER;
+  *object = nullptr;
+  if (outer != nullptr && riid != IID_IUnknown) return CLASS_E_NOAGGREGATION;
+  auto* filter = new (std::nothrow) Filter(outer);
+  if (filter == nullptr) return E_OUTOFMEMORY;
+  filter->NonDelegatingAddRef();
+  const HRESULT hr = filter->NonDelegatingQueryInterface(riid, object);
+  filter->NonDelegatingRelease();
+  return hr;
 }

@@ -39,75 +39,74 @@
 #include "framework/CritSec.h"
 
 class CPackInputPin : public CBasePin, public IMemInputPin {
-public:
-    CPackInputPin(const wchar_t* pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr,
-                  const wchar_t* pPinName);
-    ~CPackInputPin() override;
+ public:
+  CPackInputPin(const wchar_t* pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr,
+                const wchar_t* pPinName);
+  ~CPackInputPin() override;
 
-    DECLARE_IUNKNOWN
-    HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+  DECLARE_IUNKNOWN
+  HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-    // IMemInputPin
-    // The notified allocator, or a new CLSID_MemoryAllocator (kept) when none.
-    HRESULT STDMETHODCALLTYPE GetAllocator(IMemAllocator** ppAllocator) override;
-    HRESULT STDMETHODCALLTYPE NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly) override;
-    // E_NOTIMPL: no requirements.
-    HRESULT STDMETHODCALLTYPE GetAllocatorRequirements(ALLOCATOR_PROPERTIES* pProps) override;
-    // CheckStreaming, the sample's own media type if it carries one (must pass
-    // CheckMediaType; it becomes the connection type), then OnReceive, all
-    // under the receive lock.
-    HRESULT STDMETHODCALLTYPE Receive(IMediaSample* pSample) override;
-    HRESULT STDMETHODCALLTYPE ReceiveMultiple(IMediaSample** pSamples, long nSamples,
-                                              long* nSamplesProcessed) override;
-    // S_FALSE by default (Receive does not block).
-    HRESULT STDMETHODCALLTYPE ReceiveCanBlock() override;
+  // IMemInputPin
+  // The notified allocator, or a new CLSID_MemoryAllocator (kept) when none.
+  HRESULT STDMETHODCALLTYPE GetAllocator(IMemAllocator** ppAllocator) override;
+  HRESULT STDMETHODCALLTYPE NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly) override;
+  // E_NOTIMPL: no requirements.
+  HRESULT STDMETHODCALLTYPE GetAllocatorRequirements(ALLOCATOR_PROPERTIES* pProps) override;
+  // CheckStreaming, the sample's own media type if it carries one (must pass
+  // CheckMediaType; it becomes the connection type), then OnReceive, all
+  // under the receive lock.
+  HRESULT STDMETHODCALLTYPE Receive(IMediaSample* pSample) override;
+  HRESULT STDMETHODCALLTYPE ReceiveMultiple(IMediaSample** pSamples, long nSamples, long* nSamplesProcessed) override;
+  // S_FALSE by default (Receive does not block).
+  HRESULT STDMETHODCALLTYPE ReceiveCanBlock() override;
 
-    // IPin
-    HRESULT STDMETHODCALLTYPE EndOfStream() override;  // CheckStreaming, then OnEndOfStream
-    HRESULT STDMETHODCALLTYPE BeginFlush() override;
-    HRESULT STDMETHODCALLTYPE EndFlush() override;
-    // CBasePin's, behind the exception barrier (they call the derived pin).
-    HRESULT STDMETHODCALLTYPE ReceiveConnection(IPin* pConnector, const AM_MEDIA_TYPE* pmt) override;
-    HRESULT STDMETHODCALLTYPE Disconnect() override;
-    HRESULT STDMETHODCALLTYPE QueryAccept(const AM_MEDIA_TYPE* pmt) override;
+  // IPin
+  HRESULT STDMETHODCALLTYPE EndOfStream() override;  // CheckStreaming, then OnEndOfStream
+  HRESULT STDMETHODCALLTYPE BeginFlush() override;
+  HRESULT STDMETHODCALLTYPE EndFlush() override;
+  // CBasePin's, behind the exception barrier (they call the derived pin).
+  HRESULT STDMETHODCALLTYPE ReceiveConnection(IPin* pConnector, const AM_MEDIA_TYPE* pmt) override;
+  HRESULT STDMETHODCALLTYPE Disconnect() override;
+  HRESULT STDMETHODCALLTYPE QueryAccept(const AM_MEDIA_TYPE* pmt) override;
 
-    // CBasePin
-    HRESULT CheckConnect(IPin* pPin) override;  // the peer must be an output pin
-    HRESULT BreakConnect() override;            // releases the allocator
-    HRESULT Active() override;                  // streaming allowed, errors cleared
-    // Refuses new samples, waits for a Receive in progress, decommits the allocator.
-    HRESULT Inactive() override;
+  // CBasePin
+  HRESULT CheckConnect(IPin* pPin) override;  // the peer must be an output pin
+  HRESULT BreakConnect() override;            // releases the allocator
+  HRESULT Active() override;                  // streaming allowed, errors cleared
+  // Refuses new samples, waits for a Receive in progress, decommits the allocator.
+  HRESULT Inactive() override;
 
-    // S_OK when a sample may be received now, else the refusal listed above.
-    HRESULT CheckStreaming();
-    // Makes every later Receive/EndOfStream fail with hr until the next Active.
-    void SetRuntimeError(HRESULT hr) { m_hrRuntimeError = hr; }
-    HRESULT RuntimeError() const { return m_hrRuntimeError; }
+  // S_OK when a sample may be received now, else the refusal listed above.
+  HRESULT CheckStreaming();
+  // Makes every later Receive/EndOfStream fail with hr until the next Active.
+  void SetRuntimeError(HRESULT hr) { m_hrRuntimeError = hr; }
+  HRESULT RuntimeError() const { return m_hrRuntimeError; }
 
-    bool IsFlushing() const { return m_bFlushing; }
-    bool IsAtEndOfStream() const { return m_bAtEndOfStream; }
-    bool IsReadOnly() const { return m_bReadOnly != FALSE; }
-    IMemAllocator* Allocator() const { return m_pAllocator; }  // no reference added
-    CCritSec* ReceiveLock() { return &m_csReceive; }
+  bool IsFlushing() const { return m_bFlushing; }
+  bool IsAtEndOfStream() const { return m_bAtEndOfStream; }
+  bool IsReadOnly() const { return m_bReadOnly != FALSE; }
+  IMemAllocator* Allocator() const { return m_pAllocator; }  // no reference added
+  CCritSec* ReceiveLock() { return &m_csReceive; }
 
-protected:
-    // One sample that passed CheckStreaming; runs under the receive lock.
-    virtual HRESULT OnReceive(IMediaSample* pSample) = 0;
-    // End of stream that passed CheckStreaming; runs under the receive lock.
-    virtual HRESULT OnEndOfStream() { return S_OK; }
-    virtual HRESULT OnBeginFlush() { return S_OK; }
-    virtual HRESULT OnEndFlush() { return S_OK; }
+ protected:
+  // One sample that passed CheckStreaming; runs under the receive lock.
+  virtual HRESULT OnReceive(IMediaSample* pSample) = 0;
+  // End of stream that passed CheckStreaming; runs under the receive lock.
+  virtual HRESULT OnEndOfStream() { return S_OK; }
+  virtual HRESULT OnBeginFlush() { return S_OK; }
+  virtual HRESULT OnEndFlush() { return S_OK; }
 
-    IMemAllocator* m_pAllocator = nullptr;  // counted reference, null when none
-    BOOL m_bReadOnly = FALSE;
+  IMemAllocator* m_pAllocator = nullptr;  // counted reference, null when none
+  BOOL m_bReadOnly = FALSE;
 
-private:
-    // Receive after CheckStreaming: the sample's own media type, then OnReceive.
-    HRESULT ReceiveChecked(IMediaSample* pSample);
+ private:
+  // Receive after CheckStreaming: the sample's own media type, then OnReceive.
+  HRESULT ReceiveChecked(IMediaSample* pSample);
 
-    CCritSec m_csReceive;
-    volatile bool m_bActive = false;
-    volatile bool m_bFlushing = false;
-    volatile bool m_bAtEndOfStream = false;
-    volatile HRESULT m_hrRuntimeError = S_OK;
+  CCritSec m_csReceive;
+  volatile bool m_bActive = false;
+  volatile bool m_bFlushing = false;
+  volatile bool m_bAtEndOfStream = false;
+  volatile HRESULT m_hrRuntimeError = S_OK;
 };

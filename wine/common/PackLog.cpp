@@ -16,55 +16,55 @@ using LogWriteFn = HRESULT (*)(int engineId, unsigned int severity, int code, co
 
 // Hands one finished line to the DLL's TavLogWrite.
 void Write(unsigned int severity, int code, const char* function, const wchar_t* message) {
-    // Looked up for every line, with a reference held while the line is
-    // written: the DLL may come and go while the pack stays loaded.
-    HMODULE library = nullptr;
-    if (!GetModuleHandleExW(0, L"TavMovieMaker.dll", &library)) return;
-    auto write = reinterpret_cast<LogWriteFn>(reinterpret_cast<void*>(GetProcAddress(library, "TavLogWrite")));
-    if (write != nullptr) write(kLibraryEngine, severity, code, function, message);
-    FreeLibrary(library);
+  // Looked up for every line, with a reference held while the line is
+  // written: the DLL may come and go while the pack stays loaded.
+  HMODULE library = nullptr;
+  if (!GetModuleHandleExW(0, L"TavMovieMaker.dll", &library)) return;
+  auto write = reinterpret_cast<LogWriteFn>(reinterpret_cast<void*>(GetProcAddress(library, "TavLogWrite")));
+  if (write != nullptr) write(kLibraryEngine, severity, code, function, message);
+  FreeLibrary(library);
 }
 
 // The system's message for hr without its line break, or "Unknown error".
 void SystemText(HRESULT hr, wchar_t* text, int size) {
-    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
-                                        static_cast<DWORD>(hr), MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), text,
-                                        static_cast<DWORD>(size), nullptr);
-    int end = static_cast<int>(length);
-    while (end > 0 && (text[end - 1] == L'\n' || text[end - 1] == L'\r' || text[end - 1] == L' ')) --end;
-    if (end == 0) {
-        _snwprintf(text, size - 1, L"Unknown error");
-        text[size - 1] = L'\0';
-        return;
-    }
-    text[end] = L'\0';
+  const DWORD length =
+      FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, static_cast<DWORD>(hr),
+                     MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), text, static_cast<DWORD>(size), nullptr);
+  int end = static_cast<int>(length);
+  while (end > 0 && (text[end - 1] == L'\n' || text[end - 1] == L'\r' || text[end - 1] == L' ')) --end;
+  if (end == 0) {
+    _snwprintf(text, size - 1, L"Unknown error");
+    text[size - 1] = L'\0';
+    return;
+  }
+  text[end] = L'\0';
 }
 
 }  // namespace
 
 void LogWarning(const char* function, const wchar_t* format, ...) {
-    wchar_t message[kMessageSize];
-    va_list args;
-    va_start(args, format);
-    _vsnwprintf(message, kMessageSize - 1, format, args);
-    va_end(args);
-    message[kMessageSize - 1] = L'\0';
-    Write(kSeverityWarning, 0, function, message);
+  wchar_t message[kMessageSize];
+  va_list args;
+  va_start(args, format);
+  _vsnwprintf(message, kMessageSize - 1, format, args);
+  va_end(args);
+  message[kMessageSize - 1] = L'\0';
+  Write(kSeverityWarning, 0, function, message);
 }
 
 void LogFailure(const char* function, HRESULT hr, const wchar_t* step, ...) {
-    wchar_t stepText[kMessageSize];
-    va_list args;
-    va_start(args, step);
-    _vsnwprintf(stepText, kMessageSize - 1, step, args);
-    va_end(args);
-    stepText[kMessageSize - 1] = L'\0';
-    wchar_t systemText[kMessageSize];
-    SystemText(hr, systemText, kMessageSize);
-    wchar_t message[kMessageSize];
-    _snwprintf(message, kMessageSize - 1, L"%s failed: 0x%08X %s", stepText, static_cast<unsigned>(hr), systemText);
-    message[kMessageSize - 1] = L'\0';
-    Write(kSeverityError, static_cast<int>(hr), function, message);
+  wchar_t stepText[kMessageSize];
+  va_list args;
+  va_start(args, step);
+  _vsnwprintf(stepText, kMessageSize - 1, step, args);
+  va_end(args);
+  stepText[kMessageSize - 1] = L'\0';
+  wchar_t systemText[kMessageSize];
+  SystemText(hr, systemText, kMessageSize);
+  wchar_t message[kMessageSize];
+  _snwprintf(message, kMessageSize - 1, L"%s failed: 0x%08X %s", stepText, static_cast<unsigned>(hr), systemText);
+  message[kMessageSize - 1] = L'\0';
+  Write(kSeverityError, static_cast<int>(hr), function, message);
 }
 
 }  // namespace tavpack

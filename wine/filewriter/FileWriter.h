@@ -47,83 +47,83 @@ namespace tavpack {
 class CFileWriterInputPin;
 
 class CFileWriter : public CBaseFilter, public IFileSinkFilter2, public IAMFilterMiscFlags {
-public:
-    // The class factory's creator (PackClasses.h).
-    static HRESULT Create(IUnknown* outer, REFIID riid, void** object);
+ public:
+  // The class factory's creator (PackClasses.h).
+  static HRESULT Create(IUnknown* outer, REFIID riid, void** object);
 
-    explicit CFileWriter(IUnknown* outer);
-    ~CFileWriter() override;
+  explicit CFileWriter(IUnknown* outer);
+  ~CFileWriter() override;
 
-    DECLARE_IUNKNOWN
-    HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+  DECLARE_IUNKNOWN
+  HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-    int GetPinCount() override;
-    CBasePin* GetPin(int n) override;
+  int GetPinCount() override;
+  CBasePin* GetPin(int n) override;
 
-    // IMediaFilter: Pause from stopped opens the file; Stop ends the run.
-    HRESULT STDMETHODCALLTYPE Stop() override;
-    HRESULT STDMETHODCALLTYPE Pause() override;
-    HRESULT STDMETHODCALLTYPE Run(REFERENCE_TIME tStart) override;
+  // IMediaFilter: Pause from stopped opens the file; Stop ends the run.
+  HRESULT STDMETHODCALLTYPE Stop() override;
+  HRESULT STDMETHODCALLTYPE Pause() override;
+  HRESULT STDMETHODCALLTYPE Run(REFERENCE_TIME tStart) override;
 
-    // IFileSinkFilter
-    HRESULT STDMETHODCALLTYPE SetFileName(LPCOLESTR pszFileName, const AM_MEDIA_TYPE* pmt) override;
-    HRESULT STDMETHODCALLTYPE GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) override;
-    // IFileSinkFilter2
-    HRESULT STDMETHODCALLTYPE SetMode(DWORD dwFlags) override;
-    HRESULT STDMETHODCALLTYPE GetMode(DWORD* pdwFlags) override;
-    // IAMFilterMiscFlags: AM_FILTER_MISC_FLAGS_IS_RENDERER.
-    ULONG STDMETHODCALLTYPE GetMiscFlags() override;
+  // IFileSinkFilter
+  HRESULT STDMETHODCALLTYPE SetFileName(LPCOLESTR pszFileName, const AM_MEDIA_TYPE* pmt) override;
+  HRESULT STDMETHODCALLTYPE GetCurFile(LPOLESTR* ppszFileName, AM_MEDIA_TYPE* pmt) override;
+  // IFileSinkFilter2
+  HRESULT STDMETHODCALLTYPE SetMode(DWORD dwFlags) override;
+  HRESULT STDMETHODCALLTYPE GetMode(DWORD* pdwFlags) override;
+  // IAMFilterMiscFlags: AM_FILTER_MISC_FLAGS_IS_RENDERER.
+  ULONG STDMETHODCALLTYPE GetMiscFlags() override;
 
-    // For the input pin.
-    // True once a file name is set (the pin then takes only MEDIATYPE_Stream).
-    bool HasFileName();
-    // Writes at offset; a failure is returned and reported as EC_ERRORABORT.
-    HRESULT WriteAt(ULONGLONG offset, const void* data, ULONG size, ULONG* written);
-    HRESULT ReadAt(ULONGLONG offset, void* data, ULONG size, ULONG* read);
-    HRESULT SetFileSize(ULONGLONG size);
-    HRESULT GetFileSize(ULONGLONG* size);
-    // IStream::Commit: closes the file once the filter has stopped,
-    // otherwise flushes it.
-    HRESULT CommitFile();
-    // The upstream filter took the pin's IStream: keep the file open after
-    // Stop until Commit.
-    void StreamInterfaceTaken();
-    // The pin was disconnected: close the file, forget the IStream user.
-    void PinDisconnected();
-    // End of stream on the pin: EC_COMPLETE now when running, at Run when
-    // paused, once per run.
-    void EndOfStreamReceived();
-    // A copy of the file name (for IStream::Stat).
-    std::wstring FileName();
+  // For the input pin.
+  // True once a file name is set (the pin then takes only MEDIATYPE_Stream).
+  bool HasFileName();
+  // Writes at offset; a failure is returned and reported as EC_ERRORABORT.
+  HRESULT WriteAt(ULONGLONG offset, const void* data, ULONG size, ULONG* written);
+  HRESULT ReadAt(ULONGLONG offset, void* data, ULONG size, ULONG* read);
+  HRESULT SetFileSize(ULONGLONG size);
+  HRESULT GetFileSize(ULONGLONG* size);
+  // IStream::Commit: closes the file once the filter has stopped,
+  // otherwise flushes it.
+  HRESULT CommitFile();
+  // The upstream filter took the pin's IStream: keep the file open after
+  // Stop until Commit.
+  void StreamInterfaceTaken();
+  // The pin was disconnected: close the file, forget the IStream user.
+  void PinDisconnected();
+  // End of stream on the pin: EC_COMPLETE now when running, at Run when
+  // paused, once per run.
+  void EndOfStreamReceived();
+  // A copy of the file name (for IStream::Stat).
+  std::wstring FileName();
 
-private:
-    HRESULT CloseFile();
-    // Sends EC_ERRORABORT(hr) once per run; under the file lock.
-    void ReportError(HRESULT hr);
+ private:
+  HRESULT CloseFile();
+  // Sends EC_ERRORABORT(hr) once per run; under the file lock.
+  void ReportError(HRESULT hr);
 
-    CCritSec m_filterLock;
-    CCritSec m_fileLock;   // guards m_file and the flags below it
-    CCritSec m_eventLock;  // guards the end-of-stream flags (taken after the filter lock)
-    std::unique_ptr<CFileWriterInputPin> m_pin;
+  CCritSec m_filterLock;
+  CCritSec m_fileLock;   // guards m_file and the flags below it
+  CCritSec m_eventLock;  // guards the end-of-stream flags (taken after the filter lock)
+  std::unique_ptr<CFileWriterInputPin> m_pin;
 
-    // Under the filter lock.
-    std::wstring m_fileName;
-    CMediaType m_fileType;
-    bool m_hasFileName = false;
-    DWORD m_mode = 0;
+  // Under the filter lock.
+  std::wstring m_fileName;
+  CMediaType m_fileType;
+  bool m_hasFileName = false;
+  DWORD m_mode = 0;
 
-    // Under the event lock: the streaming thread's end of stream must not
-    // wait for the filter lock (Stop holds it while it waits for Receive).
-    bool m_running = false;
-    bool m_active = false;
-    bool m_endOfStream = false;  // EndOfStream arrived in this run
-    bool m_completeSent = false;
+  // Under the event lock: the streaming thread's end of stream must not
+  // wait for the filter lock (Stop holds it while it waits for Receive).
+  bool m_running = false;
+  bool m_active = false;
+  bool m_endOfStream = false;  // EndOfStream arrived in this run
+  bool m_completeSent = false;
 
-    // Under the file lock.
-    WriterFile m_file;
-    bool m_streamUser = false;   // someone took the pin's IStream
-    bool m_errorSent = false;    // EC_ERRORABORT sent in this run
-    HRESULT m_openError = S_OK;  // why this run's file could not be opened
+  // Under the file lock.
+  WriterFile m_file;
+  bool m_streamUser = false;   // someone took the pin's IStream
+  bool m_errorSent = false;    // EC_ERRORABORT sent in this run
+  HRESULT m_openError = S_OK;  // why this run's file could not be opened
 };
 
 }  // namespace tavpack

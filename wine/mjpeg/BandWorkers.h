@@ -18,29 +18,29 @@
 namespace tavmjpeg {
 
 class BandWorkers {
-public:
-    explicit BandWorkers(int threads);
-    ~BandWorkers();
-    BandWorkers(const BandWorkers&) = delete;
-    BandWorkers& operator=(const BandWorkers&) = delete;
+ public:
+  explicit BandWorkers(int threads);
+  ~BandWorkers();
+  BandWorkers(const BandWorkers&) = delete;
+  BandWorkers& operator=(const BandWorkers&) = delete;
 
-    int Count() const { return static_cast<int>(m_threads.size()) + 1; }
-    void Run(int jobs, const std::function<void(int job, int worker)>& work);
+  int Count() const { return static_cast<int>(m_threads.size()) + 1; }
+  void Run(int jobs, const std::function<void(int job, int worker)>& work);
 
-private:
-    void Loop(int worker);
-    void TakeJobs(int worker);
+ private:
+  void Loop(int worker);
+  void TakeJobs(int worker);
 
-    std::vector<std::thread> m_threads;
-    std::mutex m_mutex;
-    std::condition_variable m_wake;
-    std::condition_variable m_done;
-    unsigned m_generation = 0;
-    bool m_stopping = false;
-    int m_busy = 0;  // pool threads still working on the current call
-    const std::function<void(int, int)>* m_work = nullptr;
-    int m_jobs = 0;
-    std::atomic<int> m_next{0};
+  std::vector<std::thread> m_threads;
+  std::mutex m_mutex;
+  std::condition_variable m_wake;
+  std::condition_variable m_done;
+  unsigned m_generation = 0;
+  bool m_stopping = false;
+  int m_busy = 0;  // pool threads still working on the current call
+  const std::function<void(int, int)>* m_work = nullptr;
+  int m_jobs = 0;
+  std::atomic<int> m_next{0};
 };
 
 }  // namespace tavmjpeg

@@ -11,8 +11,8 @@ namespace tavmjpeg {
 
 // Quantiser of one table, laid out as ForwardDctQuantise reads it.
 struct Quantiser {
-    alignas(16) float reciprocal[64];  // 1/step, in the transform's output order
-    uint8_t outputIndex[64];           // zig-zag position k -> transform output index
+  alignas(16) float reciprocal[64];  // 1/step, in the transform's output order
+  uint8_t outputIndex[64];           // zig-zag position k -> transform output index
 };
 
 // Builds the quantiser for a table given in natural order.

@@ -17,13 +17,13 @@ enum class PixelFormat { Rgb24, Rgb32, Grey8, Yuy2 };
 
 // One input frame as the input pin describes it.
 struct InputFrame {
-    PixelFormat format = PixelFormat::Rgb24;
-    int width = 0;
-    int height = 0;       // picture rows, always positive
-    int stride = 0;       // bytes from one stored row to the next
-    bool bottomUp = true;  // the first stored row is the picture's bottom
-    const float* greyLevels = nullptr;  // Grey8: 256 luminance values, already shifted by -128
-    const uint8_t* data = nullptr;
+  PixelFormat format = PixelFormat::Rgb24;
+  int width = 0;
+  int height = 0;                     // picture rows, always positive
+  int stride = 0;                     // bytes from one stored row to the next
+  bool bottomUp = true;               // the first stored row is the picture's bottom
+  const float* greyLevels = nullptr;  // Grey8: 256 luminance values, already shifted by -128
+  const uint8_t* data = nullptr;
 };
 
 // Picture size of one MCU for the format (16x16, 16x8 or 8x8).

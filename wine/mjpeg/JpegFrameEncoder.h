@@ -30,45 +30,45 @@ namespace tavmjpeg {
 constexpr int kMaxJpegSide = 65535;
 
 class JpegFrameEncoder {
-public:
-    explicit JpegFrameEncoder(int threads);
+ public:
+  explicit JpegFrameEncoder(int threads);
 
-    // Sets geometry and format for the following frames (frame.data is not
-    // read here). False when the size cannot be encoded.
-    bool Configure(const InputFrame& frame);
+  // Sets geometry and format for the following frames (frame.data is not
+  // read here). False when the size cannot be encoded.
+  bool Configure(const InputFrame& frame);
 
-    // Encodes frame data laid out as configured, at quality 1-100, into
-    // `out`. Returns the JPEG's size, or 0 when it needs more than
-    // `capacity` bytes.
-    size_t Encode(const uint8_t* data, int quality, uint8_t* out, size_t capacity);
+  // Encodes frame data laid out as configured, at quality 1-100, into
+  // `out`. Returns the JPEG's size, or 0 when it needs more than
+  // `capacity` bytes.
+  size_t Encode(const uint8_t* data, int quality, uint8_t* out, size_t capacity);
 
-    int Threads() const { return m_workers.Count(); }
-    int Bands() const { return m_bandCount; }
+  int Threads() const { return m_workers.Count(); }
+  int Bands() const { return m_bandCount; }
 
-private:
-    struct WorkerScratch {
-        std::vector<float> luma, cb, cr, rows;
-    };
+ private:
+  struct WorkerScratch {
+    std::vector<float> luma, cb, cr, rows;
+  };
 
-    void PrepareTables(int quality);
-    void EncodeBand(int band, int worker);
+  void PrepareTables(int quality);
+  void EncodeBand(int band, int worker);
 
-    BandWorkers m_workers;
-    InputFrame m_frame;
-    int m_mcuColumns = 0;
-    int m_mcuRows = 0;
-    int m_rowsPerBand = 1;
-    int m_bandCount = 0;
-    int m_paddedWidth = 0;
+  BandWorkers m_workers;
+  InputFrame m_frame;
+  int m_mcuColumns = 0;
+  int m_mcuRows = 0;
+  int m_rowsPerBand = 1;
+  int m_bandCount = 0;
+  int m_paddedWidth = 0;
 
-    int m_quality = -1;
-    std::vector<uint8_t> m_header;
-    Quantiser m_lumaQuant{};
-    Quantiser m_chromaQuant{};
-    HuffmanCodes m_lumaDc, m_lumaAc, m_chromaDc, m_chromaAc;
+  int m_quality = -1;
+  std::vector<uint8_t> m_header;
+  Quantiser m_lumaQuant{};
+  Quantiser m_chromaQuant{};
+  HuffmanCodes m_lumaDc, m_lumaAc, m_chromaDc, m_chromaAc;
 
-    std::vector<std::vector<uint8_t>> m_bandBytes;
-    std::vector<WorkerScratch> m_scratch;
+  std::vector<std::vector<uint8_t>> m_bandBytes;
+  std::vector<WorkerScratch> m_scratch;
 };
 
 }  // namespace tavmjpeg

@@ -25,9 +25,9 @@ std::array<uint8_t, 64> ScaledQuantTable(const std::array<uint8_t, 64>& base, in
 
 // One Huffman table as a DHT segment carries it.
 struct HuffmanSpec {
-    std::array<uint8_t, 16> counts;  // codes of length 1..16
-    std::array<uint8_t, 162> symbols;
-    int symbolCount;
+  std::array<uint8_t, 16> counts;  // codes of length 1..16
+  std::array<uint8_t, 162> symbols;
+  int symbolCount;
 };
 
 const HuffmanSpec& LumaDcSpec();
@@ -37,8 +37,8 @@ const HuffmanSpec& ChromaAcSpec();
 
 // Code and length of every symbol of a table (length 0: not in the table).
 struct HuffmanCodes {
-    std::array<uint16_t, 256> code{};
-    std::array<uint8_t, 256> length{};
+  std::array<uint16_t, 256> code{};
+  std::array<uint8_t, 256> length{};
 };
 HuffmanCodes BuildCodes(const HuffmanSpec& spec);
 

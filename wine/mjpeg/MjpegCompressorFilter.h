@@ -28,37 +28,37 @@
 HRESULT CreateMjpegCompressor(IUnknown* outer, REFIID riid, void** object);
 
 class CMjpegCompressorFilter : public CCompressorFilter, public ISpecifyPropertyPages {
-public:
-    explicit CMjpegCompressorFilter(IUnknown* outer);
+ public:
+  explicit CMjpegCompressorFilter(IUnknown* outer);
 
-    DECLARE_IUNKNOWN
-    HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+  DECLARE_IUNKNOWN
+  HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-    // ISpecifyPropertyPages
-    HRESULT STDMETHODCALLTYPE GetPages(CAUUID* pages) override;
+  // ISpecifyPropertyPages
+  HRESULT STDMETHODCALLTYPE GetPages(CAUUID* pages) override;
 
-    // Quality 1-100, any thread.
-    int Quality() const { return m_quality.load(); }
-    void SetQuality(int quality) { m_quality.store(quality); }
+  // Quality 1-100, any thread.
+  int Quality() const { return m_quality.load(); }
+  void SetQuality(int quality) { m_quality.store(quality); }
 
-    // --- Formats (filter lock held by the caller) ---
-    // The uncompressed types of MjpegFormats.h.
-    HRESULT CheckInputType(const CMediaType& type) override;
-    HRESULT OnInputConnected(const CMediaType& type) override;
-    void OnInputDisconnected() override { m_hasInput = false; }
-    bool HasInput() const override { return m_hasInput; }
-    const tavmjpeg::InputFormat& Input() const { return m_input; }
+  // --- Formats (filter lock held by the caller) ---
+  // The uncompressed types of MjpegFormats.h.
+  HRESULT CheckInputType(const CMediaType& type) override;
+  HRESULT OnInputConnected(const CMediaType& type) override;
+  void OnInputDisconnected() override { m_hasInput = false; }
+  bool HasInput() const override { return m_hasInput; }
+  const tavmjpeg::InputFormat& Input() const { return m_input; }
 
-    // --- Streaming (CCompressorFilter's hooks) ---
-    // Makes the encoder (first time) and sets it up for the input's frames.
-    HRESULT StartStreaming() override;
-    HRESULT Receive(IMediaSample* sample) override;
+  // --- Streaming (CCompressorFilter's hooks) ---
+  // Makes the encoder (first time) and sets it up for the input's frames.
+  HRESULT StartStreaming() override;
+  HRESULT Receive(IMediaSample* sample) override;
 
-private:
-    std::atomic<int> m_quality{85};
-    tavmjpeg::InputFormat m_input;
-    bool m_hasInput = false;
+ private:
+  std::atomic<int> m_quality{85};
+  tavmjpeg::InputFormat m_input;
+  bool m_hasInput = false;
 
-    // Streaming state (receive lock): made on the first Pause.
-    std::unique_ptr<tavmjpeg::JpegFrameEncoder> m_encoder;
+  // Streaming state (receive lock): made on the first Pause.
+  std::unique_ptr<tavmjpeg::JpegFrameEncoder> m_encoder;
 };

@@ -19,10 +19,10 @@ namespace tavmjpeg {
 
 // What an accepted input type describes.
 struct InputFormat {
-    InputFrame frame;                 // geometry and layout (data null)
-    std::array<float, 256> greyLevels{};  // Grey8: palette luminance - 128
-    size_t frameBytes = 0;            // bytes one sample must hold at least
-    REFERENCE_TIME frameTime = 0;     // AvgTimePerFrame
+  InputFrame frame;                     // geometry and layout (data null)
+  std::array<float, 256> greyLevels{};  // Grey8: palette luminance - 128
+  size_t frameBytes = 0;                // bytes one sample must hold at least
+  REFERENCE_TIME frameTime = 0;         // AvgTimePerFrame
 };
 
 // S_OK and the format when the compressor takes the type, else

@@ -24,40 +24,40 @@
 class CAviMux;
 
 class CAviMuxInputPin : public CPackInputPin, public IPropertyBag {
-public:
-    CAviMuxInputPin(CAviMux* pFilter, CCritSec* pLock, HRESULT* phr, const wchar_t* pName);
+ public:
+  CAviMuxInputPin(CAviMux* pFilter, CCritSec* pLock, HRESULT* phr, const wchar_t* pName);
 
-    DECLARE_IUNKNOWN
-    HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+  DECLARE_IUNKNOWN
+  HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-    // IPropertyBag
-    HRESULT STDMETHODCALLTYPE Read(LPCOLESTR pszPropName, VARIANT* pVar, IErrorLog* pErrorLog) override;
-    HRESULT STDMETHODCALLTYPE Write(LPCOLESTR pszPropName, VARIANT* pVar) override;
-    // The stream name set through the bag (filter lock held by the caller).
-    const std::wstring& StreamName() const { return m_name; }
+  // IPropertyBag
+  HRESULT STDMETHODCALLTYPE Read(LPCOLESTR pszPropName, VARIANT* pVar, IErrorLog* pErrorLog) override;
+  HRESULT STDMETHODCALLTYPE Write(LPCOLESTR pszPropName, VARIANT* pVar) override;
+  // The stream name set through the bag (filter lock held by the caller).
+  const std::wstring& StreamName() const { return m_name; }
 
-    HRESULT CheckMediaType(const CMediaType* pmt) override;
-    HRESULT CompleteConnect(IPin* pReceivePin) override;
-    HRESULT STDMETHODCALLTYPE ReceiveCanBlock() override;  // S_OK: waits while the write queue is full
-    // The notified allocator, or a new MuxAllocator (kept) when none.
-    HRESULT STDMETHODCALLTYPE GetAllocator(IMemAllocator** ppAllocator) override;
+  HRESULT CheckMediaType(const CMediaType* pmt) override;
+  HRESULT CompleteConnect(IPin* pReceivePin) override;
+  HRESULT STDMETHODCALLTYPE ReceiveCanBlock() override;  // S_OK: waits while the write queue is full
+  // The notified allocator, or a new MuxAllocator (kept) when none.
+  HRESULT STDMETHODCALLTYPE GetAllocator(IMemAllocator** ppAllocator) override;
 
-    bool IsVideo() const;
+  bool IsVideo() const;
 
-    // Set when the pin connects: streams are numbered in this order.
-    LONG m_nConnectionOrder = 0;
-    // Set by the filter when writing starts.
-    int m_nStream = -1;
-    LONGLONG m_nNextSlot = 0;
-    REFERENCE_TIME m_rtFrameDuration = 0;
-    bool m_bDurationKnown = false;
-    bool m_bTemporalCompression = false;
+  // Set when the pin connects: streams are numbered in this order.
+  LONG m_nConnectionOrder = 0;
+  // Set by the filter when writing starts.
+  int m_nStream = -1;
+  LONGLONG m_nNextSlot = 0;
+  REFERENCE_TIME m_rtFrameDuration = 0;
+  bool m_bDurationKnown = false;
+  bool m_bTemporalCompression = false;
 
-protected:
-    HRESULT OnReceive(IMediaSample* pSample) override;
-    HRESULT OnEndOfStream() override;
+ protected:
+  HRESULT OnReceive(IMediaSample* pSample) override;
+  HRESULT OnEndOfStream() override;
 
-private:
-    CAviMux* m_pMux;  // weak: the filter owns the pin
-    std::wstring m_name;
+ private:
+  CAviMux* m_pMux;  // weak: the filter owns the pin
+  std::wstring m_name;
 };

@@ -12,15 +12,15 @@
 #include "framework/BasePin.h"
 
 class CAviMuxOutputPin : public CBasePin {
-public:
-    CAviMuxOutputPin(CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr);
+ public:
+  CAviMuxOutputPin(CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr);
 
-    // Stream (or GUID_NULL) major type with Avi (or GUID_NULL) subtype.
-    HRESULT CheckMediaType(const CMediaType* pmt) override;
-    HRESULT GetMediaType(int iPosition, CMediaType* pmt) override;
+  // Stream (or GUID_NULL) major type with Avi (or GUID_NULL) subtype.
+  HRESULT CheckMediaType(const CMediaType* pmt) override;
+  HRESULT GetMediaType(int iPosition, CMediaType* pmt) override;
 
-    // CBasePin's, behind the exception barrier.
-    HRESULT STDMETHODCALLTYPE Connect(IPin* pReceivePin, const AM_MEDIA_TYPE* pmt) override;
-    HRESULT STDMETHODCALLTYPE Disconnect() override;
-    HRESULT STDMETHODCALLTYPE QueryAccept(const AM_MEDIA_TYPE* pmt) override;
+  // CBasePin's, behind the exception barrier.
+  HRESULT STDMETHODCALLTYPE Connect(IPin* pReceivePin, const AM_MEDIA_TYPE* pmt) override;
+  HRESULT STDMETHODCALLTYPE Disconnect() override;
+  HRESULT STDMETHODCALLTYPE QueryAccept(const AM_MEDIA_TYPE* pmt) override;
 };

@@ -34,48 +34,48 @@
 #include "mux/MuxSample.h"
 
 class MuxAllocator final : public IMemAllocator {
-public:
-    static constexpr long kMinBuffers = 3;
-    static constexpr long kMaxBuffers = 4;
-    static constexpr long long kBufferBudget = 32ll * 1024 * 1024;
+ public:
+  static constexpr long kMinBuffers = 3;
+  static constexpr long kMaxBuffers = 4;
+  static constexpr long long kBufferBudget = 32ll * 1024 * 1024;
 
-    // A new allocator with one reference.
-    static HRESULT Create(IMemAllocator** ppAllocator);
+  // A new allocator with one reference.
+  static HRESULT Create(IMemAllocator** ppAllocator);
 
-    // How many buffers are granted when count buffers of size bytes are asked for.
-    static long GrantedBuffers(long count, long size);
+  // How many buffers are granted when count buffers of size bytes are asked for.
+  static long GrantedBuffers(long count, long size);
 
-    // IUnknown
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override;
-    ULONG STDMETHODCALLTYPE AddRef() override;
-    ULONG STDMETHODCALLTYPE Release() override;
+  // IUnknown
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override;
+  ULONG STDMETHODCALLTYPE AddRef() override;
+  ULONG STDMETHODCALLTYPE Release() override;
 
-    // IMemAllocator
-    HRESULT STDMETHODCALLTYPE SetProperties(ALLOCATOR_PROPERTIES* pRequest, ALLOCATOR_PROPERTIES* pActual) override;
-    HRESULT STDMETHODCALLTYPE GetProperties(ALLOCATOR_PROPERTIES* pProps) override;
-    HRESULT STDMETHODCALLTYPE Commit() override;
-    HRESULT STDMETHODCALLTYPE Decommit() override;
-    HRESULT STDMETHODCALLTYPE GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME* pStartTime,
-                                        REFERENCE_TIME* pEndTime, DWORD dwFlags) override;
-    // Samples come back by their own Release; nothing to do here.
-    HRESULT STDMETHODCALLTYPE ReleaseBuffer(IMediaSample* pBuffer) override;
+  // IMemAllocator
+  HRESULT STDMETHODCALLTYPE SetProperties(ALLOCATOR_PROPERTIES* pRequest, ALLOCATOR_PROPERTIES* pActual) override;
+  HRESULT STDMETHODCALLTYPE GetProperties(ALLOCATOR_PROPERTIES* pProps) override;
+  HRESULT STDMETHODCALLTYPE Commit() override;
+  HRESULT STDMETHODCALLTYPE Decommit() override;
+  HRESULT STDMETHODCALLTYPE GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME* pStartTime, REFERENCE_TIME* pEndTime,
+                                      DWORD dwFlags) override;
+  // Samples come back by their own Release; nothing to do here.
+  HRESULT STDMETHODCALLTYPE ReleaseBuffer(IMediaSample* pBuffer) override;
 
-    // From a MuxSample whose count fell to zero: it is free again.
-    void Recycle(MuxSample* pSample);
+  // From a MuxSample whose count fell to zero: it is free again.
+  void Recycle(MuxSample* pSample);
 
-private:
-    MuxAllocator();
-    ~MuxAllocator();
-    HRESULT Allocate();  // lock held
-    void FreeMemory();   // lock held, no sample out
+ private:
+  MuxAllocator();
+  ~MuxAllocator();
+  HRESULT Allocate();  // lock held
+  void FreeMemory();   // lock held, no sample out
 
-    LONG m_cRef = 1;
-    CRITICAL_SECTION m_cs;
-    CONDITION_VARIABLE m_changed;  // a sample came back or the allocator decommitted
-    ALLOCATOR_PROPERTIES m_props = {};
-    bool m_bCommitted = false;
-    BYTE* m_pMemory = nullptr;  // VirtualAlloc'd, every sample's buffer
-    std::vector<std::unique_ptr<MuxSample>> m_samples;
-    std::vector<MuxSample*> m_free;
-    long m_nOut = 0;  // samples handed out and not back yet
+  LONG m_cRef = 1;
+  CRITICAL_SECTION m_cs;
+  CONDITION_VARIABLE m_changed;  // a sample came back or the allocator decommitted
+  ALLOCATOR_PROPERTIES m_props = {};
+  bool m_bCommitted = false;
+  BYTE* m_pMemory = nullptr;  // VirtualAlloc'd, every sample's buffer
+  std::vector<std::unique_ptr<MuxSample>> m_samples;
+  std::vector<MuxSample*> m_free;
+  long m_nOut = 0;  // samples handed out and not back yet
 };

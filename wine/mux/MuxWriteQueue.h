@@ -28,54 +28,54 @@
 class CAviMuxInputPin;
 
 class MuxWriteQueue {
-public:
-    static constexpr unsigned kMaxHeld = 2;
-    static constexpr DWORD kTickIntervalMs = 250;
+ public:
+  static constexpr unsigned kMaxHeld = 2;
+  static constexpr DWORD kTickIntervalMs = 250;
 
-    class Writer {
-    public:
-        virtual ~Writer() = default;
-        // One sample, on the writer thread; a failure stops further writing.
-        virtual HRESULT WriteQueued(CAviMuxInputPin* pPin, IMediaSample* pSample) = 0;
-        // On the writer thread, after each sample and when idle.
-        virtual void Tick() = 0;
-    };
+  class Writer {
+   public:
+    virtual ~Writer() = default;
+    // One sample, on the writer thread; a failure stops further writing.
+    virtual HRESULT WriteQueued(CAviMuxInputPin* pPin, IMediaSample* pSample) = 0;
+    // On the writer thread, after each sample and when idle.
+    virtual void Tick() = 0;
+  };
 
-    explicit MuxWriteQueue(Writer& writer);
-    ~MuxWriteQueue();  // Stop
-    MuxWriteQueue(const MuxWriteQueue&) = delete;
-    MuxWriteQueue& operator=(const MuxWriteQueue&) = delete;
+  explicit MuxWriteQueue(Writer& writer);
+  ~MuxWriteQueue();  // Stop
+  MuxWriteQueue(const MuxWriteQueue&) = delete;
+  MuxWriteQueue& operator=(const MuxWriteQueue&) = delete;
 
-    // Starts the writer thread; fails with the system error.
-    HRESULT Start();
-    // Queues the sample; waits while the queue is full. Returns the first
-    // write failure instead, or VFW_E_WRONG_STATE once Stop has begun.
-    HRESULT Push(CAviMuxInputPin* pPin, IMediaSample* pSample);
-    // Waits until every sample pushed so far has been written (or dropped
-    // after a failure). Returns the first write failure, else S_OK.
-    HRESULT Drain();
-    // Drains and ends the writer thread. Idempotent.
-    void Stop();
+  // Starts the writer thread; fails with the system error.
+  HRESULT Start();
+  // Queues the sample; waits while the queue is full. Returns the first
+  // write failure instead, or VFW_E_WRONG_STATE once Stop has begun.
+  HRESULT Push(CAviMuxInputPin* pPin, IMediaSample* pSample);
+  // Waits until every sample pushed so far has been written (or dropped
+  // after a failure). Returns the first write failure, else S_OK.
+  HRESULT Drain();
+  // Drains and ends the writer thread. Idempotent.
+  void Stop();
 
-private:
-    struct Item {
-        CAviMuxInputPin* pin;
-        IMediaSample* sample;  // counted reference
-    };
-    static DWORD WINAPI ThreadMain(void* self);
-    void Run();
-    // Runs work, turning an exception into its HRESULT.
-    template <typename Work>
-    static HRESULT Guarded(Work work);
+ private:
+  struct Item {
+    CAviMuxInputPin* pin;
+    IMediaSample* sample;  // counted reference
+  };
+  static DWORD WINAPI ThreadMain(void* self);
+  void Run();
+  // Runs work, turning an exception into its HRESULT.
+  template <typename Work>
+  static HRESULT Guarded(Work work);
 
-    Writer& m_writer;
-    CRITICAL_SECTION m_cs;
-    CONDITION_VARIABLE m_changed;  // anything below changed
-    std::deque<Item> m_items;
-    unsigned m_nHeld = 0;          // queued + the one being written
-    unsigned long long m_nPushed = 0;  // samples pushed so far
-    unsigned long long m_nDone = 0;    // of them, written or dropped
-    bool m_bStopping = false;
-    HRESULT m_hrFailure = S_OK;
-    UniqueHandle m_hThread;
+  Writer& m_writer;
+  CRITICAL_SECTION m_cs;
+  CONDITION_VARIABLE m_changed;  // anything below changed
+  std::deque<Item> m_items;
+  unsigned m_nHeld = 0;              // queued + the one being written
+  unsigned long long m_nPushed = 0;  // samples pushed so far
+  unsigned long long m_nDone = 0;    // of them, written or dropped
+  bool m_bStopping = false;
+  HRESULT m_hrFailure = S_OK;
+  UniqueHandle m_hThread;
 };

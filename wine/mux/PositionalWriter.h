@@ -9,8 +9,8 @@
 #include <cstdint>
 
 class PositionalWriter {
-public:
-    virtual ~PositionalWriter() = default;
-    // Writes size bytes at offset; S_OK only when all were written.
-    virtual HRESULT WriteAt(std::uint64_t offset, const void* data, std::size_t size) = 0;
+ public:
+  virtual ~PositionalWriter() = default;
+  // Writes size bytes at offset; S_OK only when all were written.
+  virtual HRESULT WriteAt(std::uint64_t offset, const void* data, std::size_t size) = 0;
 };

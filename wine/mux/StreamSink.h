@@ -8,18 +8,18 @@
 #include "mux/PositionalWriter.h"
 
 class StreamSink : public PositionalWriter {
-public:
-    explicit StreamSink(IStream* stream);
-    ~StreamSink() override;
-    StreamSink(const StreamSink&) = delete;
-    StreamSink& operator=(const StreamSink&) = delete;
+ public:
+  explicit StreamSink(IStream* stream);
+  ~StreamSink() override;
+  StreamSink(const StreamSink&) = delete;
+  StreamSink& operator=(const StreamSink&) = delete;
 
-    HRESULT WriteAt(std::uint64_t offset, const void* data, std::size_t size) override;
-    // IStream::Commit(STGC_DEFAULT): tells the writer the file is complete.
-    HRESULT Commit();
-    // Drops the stream reference.
-    void Release();
+  HRESULT WriteAt(std::uint64_t offset, const void* data, std::size_t size) override;
+  // IStream::Commit(STGC_DEFAULT): tells the writer the file is complete.
+  HRESULT Commit();
+  // Drops the stream reference.
+  void Release();
 
-private:
-    IStream* stream_;
+ private:
+  IStream* stream_;
 };

@@ -9,21 +9,21 @@
 namespace tavpack {
 
 class ClassFactory final : public IClassFactory {
-public:
-    explicit ClassFactory(const PackClass* entry);
+ public:
+  explicit ClassFactory(const PackClass* entry);
 
-    STDMETHODIMP QueryInterface(REFIID riid, void** object) override;
-    STDMETHODIMP_(ULONG) AddRef() override;
-    STDMETHODIMP_(ULONG) Release() override;
+  STDMETHODIMP QueryInterface(REFIID riid, void** object) override;
+  STDMETHODIMP_(ULONG) AddRef() override;
+  STDMETHODIMP_(ULONG) Release() override;
 
-    STDMETHODIMP CreateInstance(IUnknown* outer, REFIID riid, void** object) override;
-    STDMETHODIMP LockServer(BOOL lock) override;
+  STDMETHODIMP CreateInstance(IUnknown* outer, REFIID riid, void** object) override;
+  STDMETHODIMP LockServer(BOOL lock) override;
 
-private:
-    ~ClassFactory();
+ private:
+  ~ClassFactory();
 
-    std::atomic<ULONG> m_refs{1};
-    const PackClass* m_entry;
+  std::atomic<ULONG> m_refs{1};
+  const PackClass* m_entry;
 };
 
 }  // namespace tavpack

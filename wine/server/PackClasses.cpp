@@ -14,66 +14,38 @@ HMODULE g_module = nullptr;
 
 }  // namespace
 
-bool RegisterPackClass(const PackClass* entry)
-{
-    const std::size_t index = g_classCount.load();
-    if (entry == nullptr || index >= kMaxPackClasses)
-        return false;
-    g_classes[index] = entry;
-    g_classCount.store(index + 1);
-    return true;
+bool RegisterPackClass(const PackClass* entry) {
+  const std::size_t index = g_classCount.load();
+  if (entry == nullptr || index >= kMaxPackClasses) return false;
+  g_classes[index] = entry;
+  g_classCount.store(index + 1);
+  return true;
 }
 
-std::size_t PackClassCount()
-{
-    return g_classCount.load();
+std::size_t PackClassCount() { return g_classCount.load(); }
+
+const PackClass* PackClassAt(std::size_t index) { return index < g_classCount.load() ? g_classes[index] : nullptr; }
+
+const PackClass* FindPackClass(REFCLSID clsid) {
+  for (std::size_t i = 0; i < g_classCount.load(); ++i) {
+    if (IsEqualCLSID(*g_classes[i]->clsid, clsid)) return g_classes[i];
+  }
+  return nullptr;
 }
 
-const PackClass* PackClassAt(std::size_t index)
-{
-    return index < g_classCount.load() ? g_classes[index] : nullptr;
+void PackObjectCreated() { ++g_liveCount; }
+
+void PackObjectDestroyed() { --g_liveCount; }
+
+void PackLockServer(bool lock) {
+  if (lock) ++g_liveCount;
+  else --g_liveCount;
 }
 
-const PackClass* FindPackClass(REFCLSID clsid)
-{
-    for (std::size_t i = 0; i < g_classCount.load(); ++i) {
-        if (IsEqualCLSID(*g_classes[i]->clsid, clsid))
-            return g_classes[i];
-    }
-    return nullptr;
-}
+bool PackCanUnload() { return g_liveCount.load() == 0; }
 
-void PackObjectCreated()
-{
-    ++g_liveCount;
-}
+HMODULE PackModule() { return g_module; }
 
-void PackObjectDestroyed()
-{
-    --g_liveCount;
-}
-
-void PackLockServer(bool lock)
-{
-    if (lock)
-        ++g_liveCount;
-    else
-        --g_liveCount;
-}
-
-bool PackCanUnload()
-{
-    return g_liveCount.load() == 0;
-}
-
-HMODULE PackModule()
-{
-    return g_module;
-}
-
-void SetPackModule(HMODULE module)
-{
-    g_module = module;
-}
+void SetPackModule(HMODULE module) { g_module = module; }
 
 }  // namespace tavpack

@@ -21,11 +21,11 @@
 #include <cstddef>
 
 struct PackClass {
-    const CLSID* clsid;
-    // Creates the object (outer is the aggregating IUnknown or nullptr) and
-    // returns interface riid in *object.
-    HRESULT (*create)(IUnknown* outer, REFIID riid, void** object);
-    const wchar_t* name;
+  const CLSID* clsid;
+  // Creates the object (outer is the aggregating IUnknown or nullptr) and
+  // returns interface riid in *object.
+  HRESULT (*create)(IUnknown* outer, REFIID riid, void** object);
+  const wchar_t* name;
 };
 
 namespace tavpack {
@@ -54,12 +54,12 @@ HMODULE PackModule();
 void SetPackModule(HMODULE module);
 
 class PackClassRegistrar {
-public:
-    explicit PackClassRegistrar(const PackClass* entry) { RegisterPackClass(entry); }
+ public:
+  explicit PackClassRegistrar(const PackClass* entry) { RegisterPackClass(entry); }
 };
 
 }  // namespace tavpack
 
-#define TAV_PACK_CLASS(variableName, clsid, createFn, name)                      \
-    static const PackClass variableName = {&(clsid), (createFn), (name)};        \
-    static const ::tavpack::PackClassRegistrar variableName##Registrar(&variableName)
+#define TAV_PACK_CLASS(variableName, clsid, createFn, name)             \
+  static const PackClass variableName = {&(clsid), (createFn), (name)}; \
+  static const ::tavpack::PackClassRegistrar variableName##Registrar(&variableName)

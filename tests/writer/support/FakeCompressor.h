@@ -34,7 +34,7 @@ class FakeCompressorInput : public CBasePin, public IMemInputPin {
 };
 
 struct FakeOutputFormat {
-  GUID subtype;      // GUID_NULL: the input's type unchanged
+  GUID subtype;  // GUID_NULL: the input's type unchanged
   WORD bitCount;
 };
 

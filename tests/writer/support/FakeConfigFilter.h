@@ -12,8 +12,8 @@
 namespace tavtest {
 
 struct FakeCapability {
-  bool waveFormat = true;      // FORMAT_WaveFormatEx, else FORMAT_None
-  HRESULT capsResult = S_OK;   // what GetStreamCaps returns for it
+  bool waveFormat = true;     // FORMAT_WaveFormatEx, else FORMAT_None
+  HRESULT capsResult = S_OK;  // what GetStreamCaps returns for it
   WAVEFORMATEX format = {};
 };
 

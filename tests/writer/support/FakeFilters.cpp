@@ -98,8 +98,7 @@ STDMETHODIMP FakeVideoFilter::InitParam2(UINT width, int height, double fps, UIN
   return initParam2Result;
 }
 
-STDMETHODIMP FakeVideoFilter::AddFrame2(BYTE* data, int size, unsigned __int64 time,
-                                        unsigned __int64 frameNumber) {
+STDMETHODIMP FakeVideoFilter::AddFrame2(BYTE* data, int size, unsigned __int64 time, unsigned __int64 frameNumber) {
   ++addFrame2Calls;
   lastData = data;
   lastSize = size;
@@ -142,8 +141,7 @@ STDMETHODIMP FakeAudioFilter::AddFrame(BYTE* data, int size, unsigned __int64 ti
   return addFrameResult;
 }
 
-STDMETHODIMP FakeAudioFilter::AddFrame2(BYTE* data, int size, unsigned __int64 time,
-                                        unsigned __int64 frameNumber) {
+STDMETHODIMP FakeAudioFilter::AddFrame2(BYTE* data, int size, unsigned __int64 time, unsigned __int64 frameNumber) {
   ++addFrame2Calls;
   lastData = data;
   lastSize = size;

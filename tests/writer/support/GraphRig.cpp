@@ -169,10 +169,8 @@ HRESULT GraphRig::PushBlock(bool audio, const void* data, int size, ULONGLONG ti
     return static_cast<HRESULT>(0xFFFFFB2E);
   }
   BYTE* bytes = static_cast<BYTE*>(const_cast<void*>(data));
-  if (audio)
-    w.AddAudioSample2(bytes, size, time, number);
-  else
-    w.AddMovieFrame2(bytes, size, time, number);
+  if (audio) w.AddAudioSample2(bytes, size, time, number);
+  else w.AddMovieFrame2(bytes, size, time, number);
   SetEvent(go);
   DWORD waited = WaitForSingleObject(done, kHandOverWaitMs);
   ReleaseMutex(w.m_hMainMutex);
@@ -232,8 +230,7 @@ Connections GraphRig::ConnectionList() const {
   return connections;
 }
 
-bool GraphRig::ConnectionType(const std::wstring& filterName, const std::wstring& pinName,
-                              AM_MEDIA_TYPE* type) const {
+bool GraphRig::ConnectionType(const std::wstring& filterName, const std::wstring& pinName, AM_MEDIA_TYPE* type) const {
   IBaseFilterPtr filter;
   if (FAILED(m_pWriter->m_pGraph->FindFilterByName(filterName.c_str(), &filter)) || !filter) return false;
   IPinPtr pin;

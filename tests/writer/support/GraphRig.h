@@ -19,9 +19,9 @@ struct RigSettings {
   UINT width = 64;
   int height = 48;
   double fps = 25.0;
-  UINT pixelFormat = 0;     // 0 RGB24, 1 RGB32, 2 grey, 3 YUY2
+  UINT pixelFormat = 0;  // 0 RGB24, 1 RGB32, 2 grey, 3 YUY2
   bool audio = false;
-  UINT audioFormat = 16;    // 16: 16-bit PCM, else 24-bit
+  UINT audioFormat = 16;  // 16: 16-bit PCM, else 24-bit
 };
 
 // One pin connection as read back from the graph:

@@ -66,8 +66,8 @@ void LogCapture::Clear() {
 
 std::wstring LogCapture::Line(const std::wstring& function, const std::wstring& severity, int code,
                               const std::wstring& message) {
-  return L"F=.\\TavMovieMaker," + function + L"; SV=" + severity + L"; CD=" + std::to_wstring(code) +
-         L"; MSG=" + message;
+  return L"F=.\\TavMovieMaker," + function + L"; SV=" + severity + L"; CD=" + std::to_wstring(code) + L"; MSG=" +
+         message;
 }
 
 std::wstring LogCapture::Trace(const std::wstring& function, const std::wstring& message) {

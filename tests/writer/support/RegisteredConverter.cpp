@@ -68,8 +68,8 @@ RegisteredConverter::RegisteredConverter() {
   filter.dwMerit = MERIT_NORMAL;
   filter.cPins2 = 2;
   filter.rgPins2 = pins;
-  m_result = mapper->RegisterFilter(kConverterClsid, L"TavTest RGB Converter", nullptr,
-                                    &CLSID_LegacyAmFilterCategory, nullptr, &filter);
+  m_result = mapper->RegisterFilter(kConverterClsid, L"TavTest RGB Converter", nullptr, &CLSID_LegacyAmFilterCategory,
+                                    nullptr, &filter);
   m_bMapped = SUCCEEDED(m_result);
   mapper->Release();
 }
