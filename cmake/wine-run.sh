@@ -68,9 +68,11 @@ mkdir -p "$(dirname "$prefix")"
   fi
 ) 9>"$prefix.lock"
 
-# A terminal or a file can be handed over as it is.
+# A terminal or a file can be handed over as it is, and so can the pipe of
+# CTest's test discovery: listing a test program's cases starts no other
+# process.
 is_pipe() { [ -p "$1" ] || [ -S "$1" ]; }
-if ! is_pipe /dev/stdout && ! is_pipe /dev/stderr; then
+if { ! is_pipe /dev/stdout && ! is_pipe /dev/stderr; } || [ "${1:-}" = --gtest_list_tests ]; then
   exec "$wine" "$program" "$@"
 fi
 
