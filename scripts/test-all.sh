@@ -4,7 +4,13 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
-cmake --preset default
+# Repeated runs on a developer's machine reuse compiled objects when ccache is
+# installed; without it (as in CI) the build is a plain one.
+launcher=()
+if command -v ccache >/dev/null; then
+  launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+fi
+cmake --preset default "${launcher[@]}"
 cmake --build --preset default
 status=0
 xvfb-run -a ctest --preset default "$@" || status=$?
