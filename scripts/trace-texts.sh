@@ -12,6 +12,6 @@ rdata=$(mktemp)
 trap 'rm -f "$rdata"' EXIT
 x86_64-w64-mingw32-objcopy -O binary --only-section=.rdata "$dll" "$rdata"
 echo "# texts"
-strings -a -e l -n 3 "$rdata" | LC_ALL=C sort -u
+x86_64-w64-mingw32-strings -a -e l -n 3 "$rdata" | LC_ALL=C sort -u
 echo "# function names"
-strings -a -n 4 "$rdata" | grep -E '^~?[A-Za-z_][A-Za-z0-9_]*(::~?[A-Za-z_][A-Za-z0-9_]*)+$' | LC_ALL=C sort -u
+x86_64-w64-mingw32-strings -a -n 4 "$rdata" | grep -E '^~?[A-Za-z_][A-Za-z0-9_]*(::~?[A-Za-z_][A-Za-z0-9_]*)+$' | LC_ALL=C sort -u
