@@ -6,7 +6,11 @@
 # wineserver is kept up so later programs start in a fraction of a second.
 # TAV_NO_PACK=1 runs in a second prefix (<build>/wineprefix-builtin) where the
 # platform pack is never registered, so Wine's own classes answer.
-set -euo pipefail
+set -Eeuo pipefail
+# A step of this script that fails ends it under set -e: say which, so the
+# caller never sees an exit status without a word (the program's own status
+# is passed on as it is).
+trap 'echo "wine-run.sh: line $LINENO: \"$BASH_COMMAND\" failed with status $?" >&2' ERR
 
 program=$1; shift
 bin_dir=$(cd "$(dirname "$program")" && pwd)
@@ -68,11 +72,27 @@ mkdir -p "$(dirname "$prefix")"
   fi
 ) 9>"$prefix.lock"
 
-# A terminal or a file can be handed over as it is, and so can the pipe of
-# CTest's test discovery: listing a test program's cases starts no other
-# process.
+# The pipe of CTest's test discovery gets the listing directly: listing a
+# test program's cases starts no other process. CTest reports only the
+# listing's standard output, so when the listing fails its error output and
+# status go there too, and the report says why.
+if [ "${1:-}" = --gtest_list_tests ]; then
+  listing_err=$(mktemp)
+  trap 'rm -f "$listing_err"' EXIT
+  status=0
+  "$wine" "$program" "$@" 2>"$listing_err" || status=$?
+  if [ "$status" = 0 ]; then
+    cat "$listing_err" >&2
+  else
+    cat "$listing_err"
+    echo "wine-run.sh: $(basename "$program") $* ended with status $status"
+  fi
+  exit "$status"
+fi
+
+# A terminal or a file can be handed over as it is.
 is_pipe() { [ -p "$1" ] || [ -S "$1" ]; }
-if { ! is_pipe /dev/stdout && ! is_pipe /dev/stderr; } || [ "${1:-}" = --gtest_list_tests ]; then
+if ! is_pipe /dev/stdout && ! is_pipe /dev/stderr; then
   exec "$wine" "$program" "$@"
 fi
 
@@ -90,7 +110,7 @@ exec 3<&0
 "$wine" "$program" "$@" <&3 >"$relay_dir/out" 2>"$relay_dir/err" 3<&- &
 program_pid=$!
 exec 3<&-
-trap 'kill "$program_pid" 2>/dev/null' TERM INT HUP
+trap 'kill "$program_pid" 2>/dev/null || true' TERM INT HUP
 relay() { tail -q -c +1 -s 0.05 --pid="$program_pid" -f "$1"; }
 relay "$relay_dir/out" &
 out_pid=$!

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -26,21 +27,15 @@ std::map<std::string, std::string> ParseEntries(const std::string& text) {
 
 long long Number(const std::string& text) { return text.empty() || text == "N/A" ? -1 : std::stoll(text); }
 
-}  // namespace
-
-std::map<std::string, std::string> ProbeStream(const std::wstring& movie, const std::string& stream) {
-  UnixResult r = RunUnixCommand("ffprobe -v error -select_streams " + stream +
-                                " -show_streams -of default=noprint_wrappers=1 " + Quoted(movie));
-  if (r.exitCode != 0) return {{"error", r.output}};
-  return ParseEntries(r.output);
+// ffprobe's packet list of one stream, to be followed by the movie's path.
+std::string PacketsCommand(const std::string& stream) {
+  return "ffprobe -v error -select_streams " + stream + " -show_entries packet=pts,duration,size,flags -of csv=p=0 ";
 }
 
-std::vector<Packet> ProbePackets(const std::wstring& movie, const std::string& stream) {
-  UnixResult r = RunUnixCommand("ffprobe -v error -select_streams " + stream +
-                                " -show_entries packet=pts,duration,size,flags -of csv=p=0 " + Quoted(movie));
+// Its output: "pts,duration,size,flags" lines.
+std::vector<Packet> ParsePackets(const std::string& text) {
   std::vector<Packet> packets;
-  if (r.exitCode != 0) return packets;
-  std::istringstream lines(r.output);
+  std::istringstream lines(text);
   std::string line;
   while (std::getline(lines, line)) {
     std::istringstream fields(line);
@@ -56,6 +51,48 @@ std::vector<Packet> ProbePackets(const std::wstring& movie, const std::string& s
     packets.push_back(p);
   }
   return packets;
+}
+
+}  // namespace
+
+std::map<std::string, std::string> ProbeStream(const std::wstring& movie, const std::string& stream) {
+  UnixResult r = RunUnixCommand("ffprobe -v error -select_streams " + stream +
+                                " -show_streams -of default=noprint_wrappers=1 " + Quoted(movie));
+  if (r.exitCode != 0) return {{"error", r.output}};
+  return ParseEntries(r.output);
+}
+
+std::vector<Packet> ProbePackets(const std::wstring& movie, const std::string& stream) {
+  UnixResult r = RunUnixCommand(PacketsCommand(stream) + Quoted(movie));
+  if (r.exitCode != 0) return {};
+  return ParsePackets(r.output);
+}
+
+std::vector<ProbedMovie> ProbePacketsOfEach(const std::vector<std::wstring>& movies, const std::string& stream) {
+  std::vector<ProbedMovie> probed(movies.size());
+  if (movies.empty()) return probed;
+  // Each movie's output ends with a line of its own holding ffprobe's status.
+  const std::string kEnd = "@@ffprobe-status ";
+  std::string command;
+  for (const std::wstring& movie : movies)
+    command += PacketsCommand(stream) + Quoted(movie) + " 2>&1; echo " + kEnd + "$?\n";
+  UnixResult r = RunUnixCommand(command, 60000 + 2000 * static_cast<unsigned>(movies.size()));
+  std::istringstream lines(r.output);
+  std::string line, text;
+  std::size_t i = 0;
+  while (i < movies.size() && std::getline(lines, line)) {
+    if (line.compare(0, kEnd.size(), kEnd) != 0) {
+      text += line + "\n";
+      continue;
+    }
+    probed[i].readable = std::atoi(line.c_str() + kEnd.size()) == 0;
+    if (probed[i].readable) probed[i].packets = ParsePackets(text);
+    else probed[i].error = text;
+    text.clear();
+    ++i;
+  }
+  for (; i < movies.size(); ++i) probed[i].error = "ffprobe did not finish: " + r.output;
+  return probed;
 }
 
 std::string StreamBytes(const std::wstring& movie, const std::string& stream) {

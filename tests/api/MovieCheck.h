@@ -20,6 +20,17 @@ struct Packet {
 // Every packet of one stream in file order, zero-length ones included.
 std::vector<Packet> ProbePackets(const std::wstring& movie, const std::string& stream);
 
+// The packets of one stream of each movie, read by one Unix process that runs
+// ffprobe once per movie (starting a Unix process from Wine costs far more
+// than ffprobe itself). `readable` is false when ffprobe failed on the movie
+// (or the whole run did not finish), with its message in `error`.
+struct ProbedMovie {
+  bool readable = false;
+  std::vector<Packet> packets;
+  std::string error;
+};
+std::vector<ProbedMovie> ProbePacketsOfEach(const std::vector<std::wstring>& movies, const std::string& stream);
+
 // The stream's packets as stored, concatenated (ffmpeg -c copy -f data).
 std::string StreamBytes(const std::wstring& movie, const std::string& stream);
 

@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/fuzz/FuzzMovies.h"
 #include "tests/fuzz/FuzzSequence.h"
 
 namespace tavfuzz {
@@ -35,6 +36,10 @@ struct Options {
   bool idleHandOver = false;
   // Print every call and its result (replays).
   bool print = false;
+  // Takes a clean recording's movie to be checked later (a copy of it, since
+  // later steps may write the file again); when unset or when it returns
+  // false, the movie is read back at once.
+  std::function<bool(MovieToCheck& movie)> checkLater;
 };
 
 struct Outcome {
@@ -42,8 +47,10 @@ struct Outcome {
   int step = -1;        // the step whose recording failed the check
   std::string message;  // what the check found
   // Where the sequence's time went, for the totals: hand-overs that waited
-  // out the 10 s time-out, and the movies read back with ffprobe.
+  // out the 10 s time-out, and the movies read back with ffprobe here (not
+  // those taken by Options::checkLater).
   int timeOuts = 0;
+  ULONGLONG timeOutMs = 0;
   int moviesRead = 0;
   ULONGLONG readMs = 0;
 };
@@ -54,7 +61,8 @@ using StepObserver = std::function<void(int step)>;
 
 class FuzzHost {
  public:
-  FuzzHost();
+  // Loads the DLL at `dllPath` (by default the one beside the program).
+  explicit FuzzHost(const wchar_t* dllPath = L"TavMovieMaker.dll");
   ~FuzzHost();
   bool Loaded() const { return loaded_; }
 

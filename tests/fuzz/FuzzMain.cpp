@@ -28,7 +28,10 @@
 #include <string>
 #include <vector>
 
+#include "tests/api/MovieMakerDll.h"
+#include "tests/common/UnixTools.h"
 #include "tests/fuzz/FuzzHost.h"
+#include "tests/fuzz/FuzzMovies.h"
 #include "tests/fuzz/FuzzSequence.h"
 
 namespace {
@@ -46,6 +49,7 @@ struct Progress {
   volatile LONG badStep;
   // Where the child's time went (see Outcome), summed over its sequences.
   volatile LONG timeOuts;
+  volatile LONGLONG timeOutMs;
   volatile LONG moviesRead;
   volatile LONGLONG readMs;
   volatile LONGLONG sequenceMs;
@@ -62,7 +66,9 @@ struct Settings {
   unsigned idleEvery = 0;
   unsigned shrinkTrials = 40;
   bool controlWhileRecording = false;
+  bool quickWait = false;
   std::vector<int> keep;
+  std::wstring checkDir;  // a child's: where its movies go to be checked
   std::wstring progressName;
   bool print = false;
 };
@@ -92,6 +98,9 @@ Options OptionsFor(const Settings& settings, unsigned long long seed) {
   return options;
 }
 
+// The list of the movies a child took to be checked (see FuzzMovies.h).
+std::wstring ManifestIn(const std::wstring& checkDir) { return checkDir + L"movies.txt"; }
+
 // ---- Child: runs the sequences, reports progress through shared memory ----
 
 int RunChild(const Settings& settings) {
@@ -99,21 +108,35 @@ int RunChild(const Settings& settings) {
   Progress local = {};
   Progress* progress = &local;
   if (mapping) progress = static_cast<Progress*>(MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, sizeof(Progress)));
-  FuzzHost host;
+  FuzzHost host(settings.quickWait ? tavtest::QuickWaitDllPath().c_str() : L"TavMovieMaker.dll");
   if (!host.Loaded()) {
     printf("TavMovieMaker.dll or one of its exports was not found\n");
     return 3;
   }
+  unsigned moviesTaken = 0;
   for (unsigned long long seed = settings.first; seed < settings.first + settings.count; ++seed) {
     progress->seed = static_cast<LONGLONG>(seed);
     std::vector<tavfuzz::Step> steps = tavfuzz::GenerateSequence(seed);
     const ULONGLONG start = GetTickCount64();
-    Outcome outcome = host.Run(steps, settings.keep, OptionsFor(settings, seed), [&](int step) {
+    Options options = OptionsFor(settings, seed);
+    if (!settings.checkDir.empty()) {
+      options.checkLater = [&](tavfuzz::MovieToCheck& movie) {
+        const std::wstring copy = settings.checkDir + L"movie" + std::to_wstring(++moviesTaken) + L".avi";
+        if (!CopyFileW(movie.file.c_str(), copy.c_str(), TRUE)) return false;
+        movie.seed = seed;
+        movie.file = copy;
+        if (tavfuzz::AppendToManifest(ManifestIn(settings.checkDir), movie)) return true;
+        DeleteFileW(copy.c_str());
+        return false;
+      };
+    }
+    Outcome outcome = host.Run(steps, settings.keep, options, [&](int step) {
       progress->step = step;
       InterlockedIncrement(&progress->beat);
     });
     progress->sequenceMs += static_cast<LONGLONG>(GetTickCount64() - start);
     progress->timeOuts += outcome.timeOuts;
+    progress->timeOutMs += static_cast<LONGLONG>(outcome.timeOutMs);
     progress->moviesRead += outcome.moviesRead;
     progress->readMs += static_cast<LONGLONG>(outcome.readMs);
     if (!outcome.ok) {
@@ -156,11 +179,12 @@ const char* KindName(Kind kind) {
 
 // Where the run's time went.
 struct TimeSpent {
-  unsigned long long processes = 0, timeOuts = 0, moviesRead = 0;
-  double sequenceSeconds = 0, readSeconds = 0;
+  unsigned long long processes = 0, timeOuts = 0, moviesRead = 0, readRuns = 0;
+  double sequenceSeconds = 0, timeOutSeconds = 0, readSeconds = 0, checkSeconds = 0;
   void Add(const TimeSpent& other) {
     processes += other.processes, timeOuts += other.timeOuts, moviesRead += other.moviesRead;
-    sequenceSeconds += other.sequenceSeconds, readSeconds += other.readSeconds;
+    readRuns += other.readRuns, sequenceSeconds += other.sequenceSeconds, timeOutSeconds += other.timeOutSeconds;
+    readSeconds += other.readSeconds, checkSeconds += other.checkSeconds;
   }
 };
 
@@ -180,6 +204,34 @@ std::wstring OwnPath() {
   return path;
 }
 
+// Whether the seed runs against the DLL itself rather than the build with the
+// short hand-over wait (see --quick-wait).
+bool RunsRealWait(const Settings& settings, unsigned long long seed) {
+  return !settings.quickWait || (settings.idleEvery != 0 && seed % settings.idleEvery == 0);
+}
+
+// Reads back the movies the child listed, all with one Unix process; a bad
+// one is the child's result unless the child failed on an earlier seed or on
+// the same one (a crash or hang outranks its own sequence's earlier movies).
+void CheckChildMovies(const std::wstring& checkDir, ChildResult& result) {
+  const std::vector<tavfuzz::MovieToCheck> movies = tavfuzz::ReadManifest(ManifestIn(checkDir));
+  if (!movies.empty()) {
+    const auto start = std::chrono::steady_clock::now();
+    const tavfuzz::MovieFailure failure = tavfuzz::CheckMovies(movies);
+    result.spent.moviesRead += movies.size();
+    result.spent.readRuns += 1;
+    result.spent.checkSeconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    if (failure.found && (result.kind == Kind::Ok || failure.movie.seed < result.seed)) {
+      result.kind = Kind::BadFile;
+      result.seed = failure.movie.seed;
+      result.step = failure.movie.step;
+      result.message = failure.message;
+    }
+  }
+  DeleteFileW(ManifestIn(checkDir).c_str());
+  RemoveDirectoryW(checkDir.c_str());  // stays when it keeps a bad movie
+}
+
 ChildResult Watch(const Settings& settings, unsigned long long first, unsigned long long count,
                   const std::vector<int>& keep, bool print) {
   static int serial = 0;
@@ -193,6 +245,9 @@ ChildResult Watch(const Settings& settings, unsigned long long first, unsigned l
   std::wstring command = L"\"" + OwnPath() + L"\" --child " + std::to_wstring(first) + L" " + std::to_wstring(count) +
                          L" --progress " + name + L" --idle-every " + std::to_wstring(settings.idleEvery);
   if (settings.controlWhileRecording) command += L" --control-while-recording";
+  if (!RunsRealWait(settings, first)) command += L" --quick-wait";
+  const std::wstring checkDir = tavtest::MakeTempDir();
+  command += L" --check-dir " + checkDir;
   if (!keep.empty()) {
     std::string list = ListText(keep);
     command += L" --keep " + std::wstring(list.begin(), list.end());
@@ -230,9 +285,12 @@ ChildResult Watch(const Settings& settings, unsigned long long first, unsigned l
   result.seed = static_cast<unsigned long long>(progress->seed);
   result.step = progress->step;
   result.nextSeed = static_cast<unsigned long long>(progress->nextSeed);
-  result.spent = {1, static_cast<unsigned long long>(progress->timeOuts),
-                  static_cast<unsigned long long>(progress->moviesRead), progress->sequenceMs / 1000.0,
-                  progress->readMs / 1000.0};
+  result.spent.processes = 1;
+  result.spent.timeOuts = static_cast<unsigned long long>(progress->timeOuts);
+  result.spent.timeOutSeconds = progress->timeOutMs / 1000.0;
+  result.spent.moviesRead = result.spent.readRuns = static_cast<unsigned long long>(progress->moviesRead);
+  result.spent.sequenceSeconds = progress->sequenceMs / 1000.0;
+  result.spent.readSeconds = progress->readMs / 1000.0;
   if (result.kind != Kind::Hang) {
     if (result.exitCode == 0) {
       result.kind = Kind::Ok;
@@ -247,6 +305,8 @@ ChildResult Watch(const Settings& settings, unsigned long long first, unsigned l
       result.message = text;
     }
   }
+  CheckChildMovies(checkDir, result);
+  if (print && result.kind == Kind::BadFile) printf("bad file at step %d: %s\n", result.step, result.message.c_str());
   UnmapViewOfFile(progress);
   CloseHandle(mapping);
   return result;
@@ -288,11 +348,11 @@ void PrintTimeSpent(const TimeSpent& spent, unsigned long long sequences, double
   if (sequences == 0) return;
   const double perSequence = seconds / static_cast<double>(sequences);
   printf(
-      "time: %.2f s a sequence; inside the sequences %.0f s, of which %llu hand-over time-outs %.0f s and "
-      "%llu movies read back %.0f s (%.2f s each); %llu processes started, and shrinking, %.0f s\n",
-      perSequence, spent.sequenceSeconds, spent.timeOuts, spent.timeOuts * 10.0, spent.moviesRead, spent.readSeconds,
-      spent.moviesRead ? spent.readSeconds / static_cast<double>(spent.moviesRead) : 0.0, spent.processes,
-      seconds - spent.sequenceSeconds);
+      "time: %.2f s a sequence; inside the sequences %.0f s, of which %llu hand-over time-outs %.0f s and movies "
+      "read back there %.0f s; %llu movies read back in %llu Unix processes, %.0f s after their children; %llu "
+      "processes started, with the reading back and shrinking, %.0f s\n",
+      perSequence, spent.sequenceSeconds, spent.timeOuts, spent.timeOutSeconds, spent.readSeconds, spent.moviesRead,
+      spent.readRuns, spent.checkSeconds, spent.processes, seconds - spent.sequenceSeconds);
   printf("at this rate 10000 sequences take %.0f min\n", perSequence * 10000 / 60);
 }
 
@@ -302,7 +362,12 @@ int RunParent(const Settings& settings) {
   TimeSpent spent;
   const unsigned long long end = settings.first + settings.count;
   for (unsigned long long seed = settings.first; seed < end;) {
-    const unsigned long long count = std::min<unsigned long long>(settings.batch, end - seed);
+    // A batch runs against one DLL: the seeds that run against the DLL itself
+    // among those with the short wait run alone.
+    unsigned long long count = std::min<unsigned long long>(settings.batch, end - seed);
+    if (settings.quickWait && settings.idleEvery != 0) {
+      count = RunsRealWait(settings, seed) ? 1 : std::min(count, settings.idleEvery - seed % settings.idleEvery);
+    }
     ChildResult r = Watch(settings, seed, count, settings.keep, false);
     spent.Add(r.spent);
     if (r.kind == Kind::Ok) {
@@ -357,6 +422,11 @@ int main(int argc, char** argv) {
       settings.idleEvery = static_cast<unsigned>(atoi(next()));
     } else if (arg == "--shrink-trials") {
       settings.shrinkTrials = static_cast<unsigned>(atoi(next()));
+    } else if (arg == "--quick-wait") {
+      settings.quickWait = true;
+    } else if (arg == "--check-dir") {
+      std::string dir = next();
+      settings.checkDir.assign(dir.begin(), dir.end());
     } else if (arg == "--control-while-recording") {
       settings.controlWhileRecording = true;
     } else if (arg == "--keep") {

@@ -25,4 +25,12 @@ out=$(printf 'frames\n' | bash "$runner" "$child" echo 7 2>err.txt; echo "rc=$?"
 rc=7" ] || fail "output and exit code: '$out'"
 [ "$(unix_lines <err.txt)" = "to stderr" ] || fail "stderr: '$(cat err.txt)'"
 rm -f err.txt
+# A test listing for CTest's discovery that fails shows its error output and
+# status on standard output, the only stream CTest reports.
+out=$(bash "$runner" "$child" --gtest_list_tests 2>err.txt; echo "rc=$?")
+[ "$(printf '%s' "$out" | unix_lines)" = "usage: runner_lingering_child [wait | echo N]
+wine-run.sh: runner_lingering_child.exe --gtest_list_tests ended with status 2
+rc=2" ] || fail "failed listing: '$out'"
+[ ! -s err.txt ] || fail "failed listing, stderr: '$(cat err.txt)'"
+rm -f err.txt
 echo "PASS: runner"
