@@ -23,6 +23,8 @@
 #include <string.h>
 #include <wchar.h>
 
+#include "RecordBench.h"
+
 typedef struct {
   TavMovieMakerInitExFn InitEx;
   TavMovieMakerReleaseFn Release;
@@ -33,13 +35,6 @@ typedef struct {
 
 #define FIND(dll, field, name) (((field) = (__typeof__(field))(void (*)(void))GetProcAddress((dll), (name))) != NULL)
 
-static double Seconds(void) {
-  LARGE_INTEGER f, t;
-  QueryPerformanceFrequency(&f);
-  QueryPerformanceCounter(&t);
-  return (double)t.QuadPart / (double)f.QuadPart;
-}
-
 /* Peak committed bytes (Wine keeps them in PeakPagefileUsage). */
 static double PeakCommitMegabytes(void) {
   PROCESS_MEMORY_COUNTERS pmc;
@@ -49,22 +44,15 @@ static double PeakCommitMegabytes(void) {
   return pmc.PeakPagefileUsage / 1048576.0;
 }
 
-static int Fail(const char* what, HRESULT hr) {
-  fprintf(stderr, "%s failed: 0x%08lX\n", what, (unsigned long)hr);
-  return 1;
-}
-
 int wmain(int argc, wchar_t** argv) {
-  if (argc < 7) {
-    fprintf(stderr, "usage: dll_record_bench.exe <frames.raw|-> <width> <height> <grey|rgb24> <frames> <movie.avi>\n");
-    return 2;
-  }
-  const int width = _wtoi(argv[2]), height = _wtoi(argv[3]);
-  const int grey = wcscmp(argv[4], L"grey") == 0;
-  const long frames = wcstol(argv[5], NULL, 10);
-  const unsigned stride = ((unsigned)width * (grey ? 1 : 3) + 3) & ~3u;
-  const unsigned frameSize = stride * (unsigned)height;
-  if (width <= 0 || height <= 0 || frames <= 0) return Fail("arguments", E_INVALIDARG);
+  RecordBenchArgs args;
+  const int bad = ParseRecordBenchArgs(
+      argc, argv, "usage: dll_record_bench.exe <frames.raw|-> <width> <height> <grey|rgb24> <frames> <movie.avi>\n",
+      &args);
+  if (bad != 0) return bad;
+  const int width = args.width, height = args.height;
+  const long frames = args.frames;
+  const unsigned frameSize = args.frameSize;
 
   HMODULE dll = LoadLibraryW(L"TavMovieMaker.dll");
   MovieMaker mm;
@@ -75,32 +63,26 @@ int wmain(int argc, wchar_t** argv) {
     return Fail("loading TavMovieMaker.dll", HRESULT_FROM_WIN32(GetLastError()));
 
   HANDLE raw = INVALID_HANDLE_VALUE;
-  LARGE_INTEGER rawSize = {0};
-  if (wcscmp(argv[1], L"-") != 0) {
-    raw = CreateFileW(argv[1], GENERIC_READ, FILE_SHARE_READ, NULL, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, NULL);
-    if (raw == INVALID_HANDLE_VALUE || !GetFileSizeEx(raw, &rawSize) || rawSize.QuadPart < frameSize)
-      return Fail("opening the raw frames", HRESULT_FROM_WIN32(GetLastError()));
+  long framesInFile = 0;
+  if (wcscmp(args.rawPath, L"-") != 0) {
+    raw = OpenRawFrames(&args, &framesInFile);
+    if (raw == INVALID_HANDLE_VALUE) return Fail("opening the raw frames", HRESULT_FROM_WIN32(GetLastError()));
   }
   unsigned char* frame = malloc(frameSize);
   if (!frame) return Fail("malloc", E_OUTOFMEMORY);
   memset(frame, 0x5A, frameSize);
-  const long framesInFile = raw != INVALID_HANDLE_VALUE ? (long)(rawSize.QuadPart / frameSize) : 0;
 
-  unsigned pixelFormat = grey ? TAVMM_PIXEL_GREY8 : TAVMM_PIXEL_RGB24;
+  unsigned pixelFormat = args.grey ? TAVMM_PIXEL_GREY8 : TAVMM_PIXEL_RGB24;
   int id = 0;
   HRESULT hr = mm.InitEx(width, height, 25.0, &pixelFormat, &id);
   if (hr != S_OK) return Fail("TavMovieMakerInitEx", hr);
-  hr = mm.StartMovieRecord(id, argv[6]);
+  hr = mm.StartMovieRecord(id, args.moviePath);
   if (hr != S_OK) return Fail("TavMovieMakerStartMovieRecord", hr);
 
   const double start = Seconds();
   for (long n = 0; n < frames && hr == S_OK; ++n) {
     if (raw != INVALID_HANDLE_VALUE) {
-      LARGE_INTEGER at;
-      DWORD got = 0;
-      at.QuadPart = (LONGLONG)(n % framesInFile) * frameSize;
-      if (!SetFilePointerEx(raw, at, NULL, FILE_BEGIN) || !ReadFile(raw, frame, frameSize, &got, NULL) ||
-          got != frameSize)
+      if (!ReadRawFrame(raw, framesInFile, n, frameSize, frame))
         return Fail("reading the raw frames", HRESULT_FROM_WIN32(GetLastError()));
     } else {
       frame[(size_t)n % frameSize] ^= 0xFF;

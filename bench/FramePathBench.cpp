@@ -6,39 +6,23 @@
 //
 //   frame_path_bench.exe [frames]     (default 600)
 #include <windows.h>
-#include <psapi.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
 
+#include "bench/BenchSupport.h"
 #include "filters/PushPinReadRAW.h"
 #include "filters/PushSourceReadRAW.h"
 #include "tests/filters/HostHandOver.h"
 #include "tests/filters/TestGraph.h"
 #include "tests/filters/TestSinkFilter.h"
 
-namespace {
-
-SIZE_T PrivateBytes() {
-  PROCESS_MEMORY_COUNTERS_EX pmc = {};
-  pmc.cb = sizeof(pmc);
-  GetProcessMemoryInfo(GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&pmc), sizeof(pmc));
-  // Wine leaves PrivateUsage at 0; the committed bytes are in PagefileUsage.
-  return pmc.PrivateUsage != 0 ? pmc.PrivateUsage : pmc.PagefileUsage;
-}
-
-double Seconds() {
-  LARGE_INTEGER f, t;
-  QueryPerformanceFrequency(&f);
-  QueryPerformanceCounter(&t);
-  return static_cast<double>(t.QuadPart) / static_cast<double>(f.QuadPart);
-}
-
-}  // namespace
+using bench::CommittedBytes;
+using bench::Seconds;
 
 int main(int argc, char** argv) {
-  const int frames = argc > 1 ? std::atoi(argv[1]) : 600;
+  const int frames = bench::IntArgument(argc, argv, 1, 600);
   const UINT width = 1920;
   const int height = 1080;
   tavtest::ComScope com;
@@ -68,7 +52,7 @@ int main(int argc, char** argv) {
       int failed = 0;
       for (int i = 0; i < warmUp + frames; ++i) {
         if (i == warmUp) {
-          before = PrivateBytes();
+          before = CommittedBytes();
           start = Seconds();
         }
         if (host.PushFrame(movie, frame.data(), static_cast<int>(frame.size()),
@@ -78,7 +62,7 @@ int main(int argc, char** argv) {
       }
       double elapsed = Seconds() - start;
       sink->WaitForSamples(warmUp + frames, 5000);
-      SIZE_T after = PrivateBytes();
+      SIZE_T after = CommittedBytes();
       movie->ReleaseFilterData();
       sink->WaitForEndOfStream(5000);
       graph.Stop();

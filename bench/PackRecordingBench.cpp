@@ -8,7 +8,6 @@
 //
 //   pack_recording_bench.exe [frames] [audio] [folder]   (default 300, Z:\tmp)
 #include <windows.h>
-#include <psapi.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/BenchSupport.h"
 #include "tests/platform/GraphTestHelpers.h"
 #include "tests/platform/PcmAudioInput.h"
 #include "tests/platform/RawVideoInput.h"
@@ -23,27 +23,11 @@
 
 using namespace platformtest;
 
-namespace {
-
-SIZE_T CommittedBytes() {
-  PROCESS_MEMORY_COUNTERS_EX pmc = {};
-  pmc.cb = sizeof(pmc);
-  GetProcessMemoryInfo(GetCurrentProcess(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&pmc), sizeof(pmc));
-  // Wine leaves PrivateUsage at 0; the committed bytes are in PagefileUsage.
-  return pmc.PrivateUsage != 0 ? pmc.PrivateUsage : pmc.PagefileUsage;
-}
-
-double Seconds() {
-  LARGE_INTEGER f, t;
-  QueryPerformanceFrequency(&f);
-  QueryPerformanceCounter(&t);
-  return static_cast<double>(t.QuadPart) / static_cast<double>(f.QuadPart);
-}
-
-}  // namespace
+using bench::CommittedBytes;
+using bench::Seconds;
 
 int main(int argc, char** argv) {
-  const int frames = argc > 1 ? std::atoi(argv[1]) : 300;
+  const int frames = bench::IntArgument(argc, argv, 1, 300);
   const bool withAudio = argc > 2 && std::strcmp(argv[2], "audio") == 0;
   std::wstring folder = L"Z:\\tmp";
   if (argc > 3) {

@@ -17,36 +17,21 @@
 #include <string.h>
 #include <wchar.h>
 
-static double Seconds(void) {
-  LARGE_INTEGER f, t;
-  QueryPerformanceFrequency(&f);
-  QueryPerformanceCounter(&t);
-  return (double)t.QuadPart / (double)f.QuadPart;
-}
-
-static int Fail(const char* what, HRESULT hr) {
-  fprintf(stderr, "%s failed: 0x%08lX\n", what, (unsigned long)hr);
-  return 1;
-}
+#include "RecordBench.h"
 
 int wmain(int argc, wchar_t** argv) {
-  if (argc < 7) {
-    fprintf(stderr, "usage: vfw_record_bench.exe <frames.raw> <width> <height> <grey|rgb24> <frames> <movie.avi>\n");
-    return 2;
-  }
-  const int width = _wtoi(argv[2]), height = _wtoi(argv[3]);
-  const int grey = wcscmp(argv[4], L"grey") == 0;
-  const long frames = wcstol(argv[5], NULL, 10);
-  const unsigned stride = ((unsigned)width * (grey ? 1 : 3) + 3) & ~3u;
-  const unsigned frameSize = stride * (unsigned)height;
-  if (width <= 0 || height <= 0 || frames <= 0) return Fail("arguments", E_INVALIDARG);
+  RecordBenchArgs args;
+  const int bad = ParseRecordBenchArgs(
+      argc, argv, "usage: vfw_record_bench.exe <frames.raw> <width> <height> <grey|rgb24> <frames> <movie.avi>\n",
+      &args);
+  if (bad != 0) return bad;
+  const int width = args.width, height = args.height, grey = args.grey;
+  const long frames = args.frames;
+  const unsigned frameSize = args.frameSize;
 
-  HANDLE raw =
-      CreateFileW(argv[1], GENERIC_READ, FILE_SHARE_READ, NULL, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, NULL);
-  LARGE_INTEGER rawSize;
-  if (raw == INVALID_HANDLE_VALUE || !GetFileSizeEx(raw, &rawSize) || rawSize.QuadPart < frameSize)
-    return Fail("opening the raw frames", HRESULT_FROM_WIN32(GetLastError()));
-  const long framesInFile = (long)(rawSize.QuadPart / frameSize);
+  long framesInFile = 0;
+  HANDLE raw = OpenRawFrames(&args, &framesInFile);
+  if (raw == INVALID_HANDLE_VALUE) return Fail("opening the raw frames", HRESULT_FROM_WIN32(GetLastError()));
 
   /* BITMAPINFOHEADER, with a grey palette for 8 bits. */
   struct {
@@ -71,9 +56,9 @@ int wmain(int argc, wchar_t** argv) {
   if (!frame) return Fail("malloc", E_OUTOFMEMORY);
 
   AVIFileInit();
-  DeleteFileW(argv[6]);
+  DeleteFileW(args.moviePath);
   PAVIFILE file = NULL;
-  HRESULT hr = AVIFileOpenW(&file, argv[6], OF_CREATE | OF_WRITE, NULL);
+  HRESULT hr = AVIFileOpenW(&file, args.moviePath, OF_CREATE | OF_WRITE, NULL);
   if (FAILED(hr)) return Fail("AVIFileOpenW", hr);
   AVISTREAMINFOW info;
   memset(&info, 0, sizeof info);
@@ -90,11 +75,7 @@ int wmain(int argc, wchar_t** argv) {
 
   const double start = Seconds();
   for (long n = 0; n < frames; ++n) {
-    LARGE_INTEGER at;
-    DWORD got = 0;
-    at.QuadPart = (LONGLONG)(n % framesInFile) * frameSize;
-    if (!SetFilePointerEx(raw, at, NULL, FILE_BEGIN) || !ReadFile(raw, frame, frameSize, &got, NULL) ||
-        got != frameSize)
+    if (!ReadRawFrame(raw, framesInFile, n, frameSize, frame))
       return Fail("reading the raw frames", HRESULT_FROM_WIN32(GetLastError()));
     hr = AVIStreamWrite(stream, n, 1, frame, (LONG)frameSize, AVIIF_KEYFRAME, NULL, NULL);
     if (FAILED(hr)) return Fail("AVIStreamWrite", hr);

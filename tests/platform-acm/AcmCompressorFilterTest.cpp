@@ -58,6 +58,23 @@ class CompressorGraph {
   HRESULT ConnectInput() { return graph->ConnectDirect(source->OutputPin(), input, nullptr); }
   HRESULT ConnectOutput() { return graph->ConnectDirect(output, sink->InputPin(), nullptr); }
 
+  // Both stop the test when they fail: call them through
+  // ASSERT_NO_FATAL_FAILURE, which names the caller's line.
+  // The input connected, the output's format set, the output connected.
+  void ConnectWithOutputFormat(const std::vector<BYTE>& format) {
+    ASSERT_EQ(ConnectInput(), S_OK);
+    CMediaType type;
+    tavacm::MakeWaveMediaType(format, &type);
+    ASSERT_EQ(config->SetFormat(&type), S_OK);
+    ASSERT_EQ(ConnectOutput(), S_OK);
+  }
+  // Both pins connected and the graph running.
+  void ConnectAndRun() {
+    ASSERT_EQ(ConnectInput(), S_OK);
+    ASSERT_EQ(ConnectOutput(), S_OK);
+    ASSERT_EQ(control->Run(), S_OK);
+  }
+
   // Sends `seconds` of tone in blocks of 100 ms, then end of stream, and stops.
   HRESULT Stream(double seconds, std::vector<BYTE>* sent) {
     HRESULT hr = control->Run();
@@ -331,11 +348,7 @@ TEST(AcmCompressorFilter, ReceiveWhileStoppedIsRefused) {
 
 TEST(AcmCompressorFilter, PcmFormatChangeKeepsTheSoundAndTheTimes) {
   CompressorGraph g(WAVE_FORMAT_PCM, Pcm16Format(44100, 2));
-  ASSERT_EQ(g.ConnectInput(), S_OK);
-  CMediaType mono;
-  tavacm::MakeWaveMediaType(Pcm16Format(22050, 1), &mono);
-  ASSERT_EQ(g.config->SetFormat(&mono), S_OK);
-  ASSERT_EQ(g.ConnectOutput(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(g.ConnectWithOutputFormat(Pcm16Format(22050, 1)));
   std::vector<BYTE> sent;
   ASSERT_EQ(g.Stream(2.0, &sent), S_OK);
 
@@ -414,11 +427,7 @@ TEST(AcmCompressorFilter, GsmEncodesInTheGraph) { ExpectEncodes({WAVE_FORMAT_GSM
 
 TEST(AcmCompressorFilter, PcmRateChangeKeepsTheLevel) {
   CompressorGraph g(WAVE_FORMAT_PCM, Pcm16Format(44100, 1));
-  ASSERT_EQ(g.ConnectInput(), S_OK);
-  CMediaType lower;
-  tavacm::MakeWaveMediaType(Pcm16Format(11025, 1), &lower);
-  ASSERT_EQ(g.config->SetFormat(&lower), S_OK);
-  ASSERT_EQ(g.ConnectOutput(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(g.ConnectWithOutputFormat(Pcm16Format(11025, 1)));
   std::vector<BYTE> sent;
   ASSERT_EQ(g.Stream(1.0, &sent), S_OK);
   // The rate converter keeps back a few samples of the last input.
@@ -452,9 +461,7 @@ DWORD WINAPI FeedUntilRefused(void* context) {
 
 TEST(AcmCompressorFilter, StopWhileTheSourceStillDeliversEndsCleanly) {
   CompressorGraph g(WAVE_FORMAT_IMA_ADPCM, Pcm16Format(22050, 2));
-  ASSERT_EQ(g.ConnectInput(), S_OK);
-  ASSERT_EQ(g.ConnectOutput(), S_OK);
-  ASSERT_EQ(g.control->Run(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(g.ConnectAndRun());
   Feeder feeder{g.source, Tone16(g.source->Format(), 2205)};
   HANDLE thread = CreateThread(nullptr, 0, FeedUntilRefused, &feeder, 0, nullptr);
   while (feeder.sent < 20) Sleep(1);
@@ -478,9 +485,7 @@ TEST(AcmCompressorFilter, StopWhileTheSourceStillDeliversEndsCleanly) {
 
 TEST(AcmCompressorFilter, FlushDropsWhatTheCodecHeldAndPassesDownstream) {
   CompressorGraph g(WAVE_FORMAT_IMA_ADPCM, Pcm16Format(22050, 1));
-  ASSERT_EQ(g.ConnectInput(), S_OK);
-  ASSERT_EQ(g.ConnectOutput(), S_OK);
-  ASSERT_EQ(g.control->Run(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(g.ConnectAndRun());
   // Half of one 1017-sample block: the codec keeps it.
   const std::vector<BYTE> half = Tone16(g.source->Format(), 500);
   ASSERT_EQ(g.source->Send(half.data(), half.size(), 0, 226757), S_OK);
@@ -506,9 +511,7 @@ TEST(AcmCompressorFilter, FlushDropsWhatTheCodecHeldAndPassesDownstream) {
 
 TEST(AcmCompressorFilter, EndOfStreamEncodesTheHeldPartOfABlock) {
   CompressorGraph g(WAVE_FORMAT_IMA_ADPCM, Pcm16Format(22050, 1));
-  ASSERT_EQ(g.ConnectInput(), S_OK);
-  ASSERT_EQ(g.ConnectOutput(), S_OK);
-  ASSERT_EQ(g.control->Run(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(g.ConnectAndRun());
   const std::vector<BYTE> tone = Tone16(g.source->Format(), 1017 + 500);
   ASSERT_EQ(g.source->Send(tone.data(), tone.size(), 0, 687981), S_OK);
   EXPECT_EQ(g.sink->bytes.size(), 512u);
@@ -600,9 +603,7 @@ TEST(AcmCompressorFilter, AFormatPickedBeforeTheInputConnectsLastsIfTheInputCanM
 
 TEST(AcmCompressorFilter, ASampleWithAnotherFormatWhileStreamingIsRefused) {
   CompressorGraph g(WAVE_FORMAT_ALAW, Pcm16Format(8000, 1));
-  ASSERT_EQ(g.ConnectInput(), S_OK);
-  ASSERT_EQ(g.ConnectOutput(), S_OK);
-  ASSERT_EQ(g.control->Run(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(g.ConnectAndRun());
   IMemInputPin* memInput = nullptr;
   g.input->QueryInterface(IID_IMemInputPin, reinterpret_cast<void**>(&memInput));
   IMemAllocator* allocator = nullptr;

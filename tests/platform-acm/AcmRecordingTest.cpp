@@ -52,14 +52,7 @@ IBaseFilter* BindCompressor(const std::wstring& name) {
 
 class AcmRecording : public ::testing::Test {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder, graph.OutVoid()),
-              S_OK);
-    ASSERT_EQ(graph->QueryInterface(IID_IMediaControl, control.OutVoid()), S_OK);
-    ASSERT_EQ(CoCreateInstance(CLSID_AviDest, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, mux.OutVoid()), S_OK);
-    ASSERT_EQ(CoCreateInstance(CLSID_FileWriter, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, writer.OutVoid()),
-              S_OK);
-  }
+  void SetUp() override { ASSERT_NO_FATAL_FAILURE(CreateMuxWriterGraph(graph, control, mux, writer)); }
   void TearDown() override {
     if (audio) audio->End();
     if (control) control->Stop();

@@ -182,14 +182,10 @@ TEST_F(AviMuxFilterTest, UnconnectedFilterPausesAndRuns) {
 
 TEST_F(AviMuxFilterTest, VideoOnlyRecordingInputsBeforeOutput) {
   MuxGraph g;
-  ASSERT_NO_FATAL_FAILURE(g.Build());
   const std::size_t size = DibSize(64, 48, 24);
   TestPushSource* v = nullptr;
-  ASSERT_NO_FATAL_FAILURE(g.AddSource(VideoType(64, 48, 24, BI_RGB, kFrame), static_cast<long>(size), L"v", &v));
-  ASSERT_NO_FATAL_FAILURE(g.AddSink(file_));
-  ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
-  ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
-  ASSERT_EQ(g.control->Run(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(
+      g.StartVideoRecording(VideoType(64, 48, 24, BI_RGB, kFrame), static_cast<long>(size), file_, &v));
   std::vector<std::uint8_t> bytes = PushFrames(v, {0, 1, 2, 3, 4, 5, 6, 7}, size);
   ASSERT_EQ(g.control->Stop(), S_OK);
   EXPECT_EQ(g.sink->m_nCommits, 1);
@@ -233,14 +229,10 @@ TEST_F(AviMuxFilterTest, AudioConnectedFirstIsStreamZeroOutputBeforeInputs) {
 
 TEST_F(AviMuxFilterTest, TimeStampGapsBecomeEmptySlots) {
   MuxGraph g;
-  ASSERT_NO_FATAL_FAILURE(g.Build());
   const std::size_t size = DibSize(16, 16, 8);
   TestPushSource* v = nullptr;
-  ASSERT_NO_FATAL_FAILURE(g.AddSource(VideoType(16, 16, 8, BI_RGB, kFrame), static_cast<long>(size), L"v", &v));
-  ASSERT_NO_FATAL_FAILURE(g.AddSink(file_));
-  ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
-  ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
-  ASSERT_EQ(g.control->Run(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(
+      g.StartVideoRecording(VideoType(16, 16, 8, BI_RGB, kFrame), static_cast<long>(size), file_, &v));
   std::vector<std::uint8_t> bytes = PushFrames(v, {0, 1, 4, 5, 9}, size);
   ASSERT_EQ(g.control->Stop(), S_OK);
 
@@ -257,13 +249,8 @@ TEST_F(AviMuxFilterTest, TimeStampGapsBecomeEmptySlots) {
 
 TEST_F(AviMuxFilterTest, MediaTimesNumberTheSlotsWhenSamplesCarryThem) {
   MuxGraph g;
-  ASSERT_NO_FATAL_FAILURE(g.Build());
   TestPushSource* v = nullptr;
-  ASSERT_NO_FATAL_FAILURE(g.AddSource(VideoType(8, 8, 24, BI_RGB, kFrame), 192, L"v", &v));
-  ASSERT_NO_FATAL_FAILURE(g.AddSink(file_));
-  ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
-  ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
-  ASSERT_EQ(g.control->Run(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(g.StartVideoRecording(VideoType(8, 8, 24, BI_RGB, kFrame), 192, file_, &v));
   std::vector<std::uint8_t> frame = Pattern(192, 0);
   // Time stamps without gaps, frame numbers with one: the frame numbers win.
   const LONGLONG numbers[] = {0, 1, 3};
@@ -280,13 +267,8 @@ TEST_F(AviMuxFilterTest, MediaTimesNumberTheSlotsWhenSamplesCarryThem) {
 
 TEST_F(AviMuxFilterTest, TemporallyCompressedVideoKeepsSyncPoints) {
   MuxGraph g;
-  ASSERT_NO_FATAL_FAILURE(g.Build());
   TestPushSource* v = nullptr;
-  ASSERT_NO_FATAL_FAILURE(g.AddSource(VideoType(16, 16, 8, BI_RLE8, kFrame, true), 1024, L"v", &v));
-  ASSERT_NO_FATAL_FAILURE(g.AddSink(file_));
-  ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
-  ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
-  ASSERT_EQ(g.control->Run(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(g.StartVideoRecording(VideoType(16, 16, 8, BI_RLE8, kFrame, true), 1024, file_, &v));
   std::vector<std::uint8_t> data = Pattern(300, 1);
   for (int i = 0; i < 4; ++i) {
     REFERENCE_TIME start = i * kFrame, stop = start + kFrame;
@@ -304,13 +286,8 @@ TEST_F(AviMuxFilterTest, TemporallyCompressedVideoKeepsSyncPoints) {
 
 TEST_F(AviMuxFilterTest, ReceiveAfterStopIsRefused) {
   MuxGraph g;
-  ASSERT_NO_FATAL_FAILURE(g.Build());
   TestPushSource* v = nullptr;
-  ASSERT_NO_FATAL_FAILURE(g.AddSource(VideoType(8, 8, 24, BI_RGB, kFrame), 192, L"v", &v));
-  ASSERT_NO_FATAL_FAILURE(g.AddSink(file_));
-  ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
-  ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
-  ASSERT_EQ(g.control->Run(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(g.StartVideoRecording(VideoType(8, 8, 24, BI_RGB, kFrame), 192, file_, &v));
   IMediaSample* sample = nullptr;
   IMemAllocator* allocator = nullptr;
   IPin* in = g.MuxPin(L"Input 01");
@@ -333,14 +310,10 @@ TEST_F(AviMuxFilterTest, ReceiveAfterStopIsRefused) {
 
 TEST_F(AviMuxFilterTest, StopWhileTheSourceDeliversLeavesACompleteFile) {
   MuxGraph g;
-  ASSERT_NO_FATAL_FAILURE(g.Build());
   const std::size_t size = DibSize(160, 120, 24);
   TestPushSource* v = nullptr;
-  ASSERT_NO_FATAL_FAILURE(g.AddSource(VideoType(160, 120, 24, BI_RGB, kFrame), static_cast<long>(size), L"v", &v));
-  ASSERT_NO_FATAL_FAILURE(g.AddSink(file_));
-  ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
-  ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
-  ASSERT_EQ(g.control->Run(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(
+      g.StartVideoRecording(VideoType(160, 120, 24, BI_RGB, kFrame), static_cast<long>(size), file_, &v));
   std::atomic<int> accepted{0};
   std::atomic<bool> refused{false};
   HRESULT lastRefusal = S_OK;
@@ -370,14 +343,10 @@ TEST_F(AviMuxFilterTest, StopWhileTheSourceDeliversLeavesACompleteFile) {
 
 TEST_F(AviMuxFilterTest, StopWaitsForTheReceiveInProgress) {
   MuxGraph g;
-  ASSERT_NO_FATAL_FAILURE(g.Build());
   const std::size_t size = DibSize(640, 480, 32);  // large: written straight from the sample
   TestPushSource* v = nullptr;
-  ASSERT_NO_FATAL_FAILURE(g.AddSource(VideoType(640, 480, 32, BI_RGB, kFrame), static_cast<long>(size), L"v", &v));
-  ASSERT_NO_FATAL_FAILURE(g.AddSink(file_));
-  ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
-  ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
-  ASSERT_EQ(g.control->Run(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(
+      g.StartVideoRecording(VideoType(640, 480, 32, BI_RGB, kFrame), static_cast<long>(size), file_, &v));
   PushFrames(v, {0}, size);
   g.sink->m_nNextWriteDelayMs = 500;
   HRESULT pushed = E_FAIL;
@@ -558,14 +527,9 @@ TEST_F(AviMuxFilterTest, StreamNameComesFromTheInputPropertyBag) {
 
 TEST_F(AviMuxFilterTest, FrameRateFromTheFirstSampleWhenTheFormatHasNone) {
   MuxGraph g;
-  ASSERT_NO_FATAL_FAILURE(g.Build());
   const REFERENCE_TIME tenth = 1000000;
   TestPushSource* v = nullptr;
-  ASSERT_NO_FATAL_FAILURE(g.AddSource(VideoType(8, 8, 24, BI_RGB, 0), 192, L"v", &v));
-  ASSERT_NO_FATAL_FAILURE(g.AddSink(file_));
-  ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
-  ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
-  ASSERT_EQ(g.control->Run(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(g.StartVideoRecording(VideoType(8, 8, 24, BI_RGB, 0), 192, file_, &v));
   std::vector<std::uint8_t> frame = Pattern(192, 0);
   for (int slot : {0, 1, 3}) {
     REFERENCE_TIME start = slot * tenth, stop = start + tenth;

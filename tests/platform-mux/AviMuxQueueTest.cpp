@@ -169,14 +169,10 @@ TEST_F(AviMuxQueueTest, TheInputAllocatorGrantsTheSourceSeveralBuffers) {
 
 TEST_F(AviMuxQueueTest, ReceiveReturnsWhileTheDiskIsBusyAndStopWritesTheQueue) {
   MuxGraph g;
-  ASSERT_NO_FATAL_FAILURE(g.Build());
   const std::size_t size = DibSize(640, 480, 32);  // large: written straight from the sample
   TestPushSource* v = nullptr;
-  ASSERT_NO_FATAL_FAILURE(g.AddSource(VideoType(640, 480, 32, BI_RGB, kFrame), static_cast<long>(size), L"v", &v));
-  ASSERT_NO_FATAL_FAILURE(g.AddSink(file_));
-  ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
-  ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
-  ASSERT_EQ(g.control->Run(), S_OK);
+  ASSERT_NO_FATAL_FAILURE(
+      g.StartVideoRecording(VideoType(640, 480, 32, BI_RGB, kFrame), static_cast<long>(size), file_, &v));
 
   // From now on the sink's writes wait for the gate.
   HANDLE gate = CreateEventW(nullptr, TRUE, FALSE, nullptr);

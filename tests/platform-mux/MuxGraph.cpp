@@ -41,6 +41,16 @@ void MuxGraph::AddSource(const AM_MEDIA_TYPE& mt, long bufferSize, const wchar_t
   ASSERT_EQ(graph->AddFilter(*source, name), S_OK);
 }
 
+void MuxGraph::StartVideoRecording(const AM_MEDIA_TYPE& mt, long bufferSize, const std::wstring& file,
+                                   TestPushSource** source) {
+  ASSERT_NO_FATAL_FAILURE(Build());
+  ASSERT_NO_FATAL_FAILURE(AddSource(mt, bufferSize, L"v", source));
+  ASSERT_NO_FATAL_FAILURE(AddSink(file));
+  ASSERT_EQ(ConnectSourceToMux(*source), S_OK);
+  ASSERT_EQ(ConnectMuxToSink(), S_OK);
+  ASSERT_EQ(control->Run(), S_OK);
+}
+
 IPin* MuxGraph::MuxPin(const wchar_t* id) {
   IPin* pin = nullptr;
   mux->FindPin(id, &pin);

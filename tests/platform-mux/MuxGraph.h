@@ -1,8 +1,8 @@
 // A recording graph for the mux tests: Wine's filter graph manager holding
 // test sources, the pack's AVI Mux (created directly, not through the
-// registry) and a test sink. Build, AddSink and AddSource stop the test when
-// they fail: call them through ASSERT_NO_FATAL_FAILURE, which names the
-// caller's line.
+// registry) and a test sink. Build, AddSink, AddSource and
+// StartVideoRecording stop the test when they fail: call them through
+// ASSERT_NO_FATAL_FAILURE, which names the caller's line.
 #pragma once
 
 #include <windows.h>
@@ -31,6 +31,9 @@ class MuxGraph {
 
   void AddSink(const std::wstring& file, bool offerStream = true);
   void AddSource(const AM_MEDIA_TYPE& mt, long bufferSize, const wchar_t* name, TestPushSource** source);
+  // Build, one video source "v" of type mt, the sink writing file, both
+  // connected, and the graph running.
+  void StartVideoRecording(const AM_MEDIA_TYPE& mt, long bufferSize, const std::wstring& file, TestPushSource** source);
   HRESULT ConnectSourceToMux(TestPushSource* source);  // to the first free input
   HRESULT ConnectMuxToSink();
   IPin* MuxPin(const wchar_t* id);  // counted reference, or null

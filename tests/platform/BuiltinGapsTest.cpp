@@ -27,14 +27,7 @@ HRESULT Link(IGraphBuilder* graph, IPin* out, IPin* in) {
 
 class BuiltinGapsTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder, graph.OutVoid()),
-              S_OK);
-    ASSERT_EQ(graph->QueryInterface(IID_IMediaControl, control.OutVoid()), S_OK);
-    ASSERT_EQ(CoCreateInstance(CLSID_AviDest, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, mux.OutVoid()), S_OK);
-    ASSERT_EQ(CoCreateInstance(CLSID_FileWriter, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, writer.OutVoid()),
-              S_OK);
-  }
+  void SetUp() override { ASSERT_NO_FATAL_FAILURE(CreateMuxWriterGraph(graph, control, mux, writer)); }
   void TearDown() override {
     // After a failed Run, Wine's graph still counts as stopped while some
     // filters are paused: Pause then Stop reaches them all again, so the

@@ -2,7 +2,18 @@
 
 #include "tests/common/GraphEvents.h"
 
+#include <gtest/gtest.h>
+
 namespace platformtest {
+
+void CreateMuxWriterGraph(Ref<IGraphBuilder>& graph, Ref<IMediaControl>& control, Ref<IBaseFilter>& mux,
+                          Ref<IBaseFilter>& writer) {
+  ASSERT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder, graph.OutVoid()),
+            S_OK);
+  ASSERT_EQ(graph->QueryInterface(IID_IMediaControl, control.OutVoid()), S_OK);
+  ASSERT_EQ(CoCreateInstance(CLSID_AviDest, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, mux.OutVoid()), S_OK);
+  ASSERT_EQ(CoCreateInstance(CLSID_FileWriter, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, writer.OutVoid()), S_OK);
+}
 
 IPin* FindPin(IBaseFilter* filter, PIN_DIRECTION direction, int index) {
   IEnumPins* pins = nullptr;

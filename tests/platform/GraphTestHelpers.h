@@ -42,6 +42,13 @@ class Ref {
   T* m_p = nullptr;
 };
 
+// Wine's filter graph manager with its IMediaControl, and an AVI Mux and a
+// File Writer made by class ID (the pack's where it is registered, else
+// Wine's own), not yet added to the graph. Stops the test when one cannot be
+// made: call it through ASSERT_NO_FATAL_FAILURE, which names the caller's line.
+void CreateMuxWriterGraph(Ref<IGraphBuilder>& graph, Ref<IMediaControl>& control, Ref<IBaseFilter>& mux,
+                          Ref<IBaseFilter>& writer);
+
 // The pin of a filter with that direction and index among such pins.
 IPin* FindPin(IBaseFilter* filter, PIN_DIRECTION direction, int index = 0);
 

@@ -3,6 +3,7 @@
 #include "filewriter/WriterFile.h"
 
 #include "tests/common/UnixTools.h"
+#include "tests/platform/GraphTestHelpers.h"
 
 #include <dshow.h>
 #include <gtest/gtest.h>
@@ -10,22 +11,10 @@
 #include <string>
 #include <vector>
 
+using platformtest::ReadWholeFile;
 using tavpack::WriterFile;
 
 namespace {
-
-std::vector<char> ReadWholeFile(const std::wstring& path) {
-  std::vector<char> bytes;
-  HANDLE file =
-      CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return bytes;
-  char buffer[4096];
-  DWORD done = 0;
-  while (ReadFile(file, buffer, sizeof(buffer), &done, nullptr) && done > 0)
-    bytes.insert(bytes.end(), buffer, buffer + done);
-  CloseHandle(file);
-  return bytes;
-}
 
 void WriteWholeFile(const std::wstring& path, const std::string& text) {
   HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);

@@ -2,6 +2,7 @@
 
 #include "wine/server/PackClasses.h"
 #include "wine/acm/AcmCompressorClsid.h"
+#include "wine/common/NothrowComPtr.h"
 #include "wine/acm/AcmOutputPin.h"
 #include "wine/acm/WaveMediaType.h"
 
@@ -185,8 +186,8 @@ HRESULT CAcmCompressorFilter::DeliverConverted(const std::vector<BYTE>& output, 
   const size_t align = format.empty() ? 1 : std::max<size_t>(Header(format).nBlockAlign, 1);
   size_t offset = 0;
   while (offset < output.size()) {
-    IMediaSample* outSample = nullptr;
-    HRESULT hr = OutputPin()->GetDeliveryBuffer(&outSample, nullptr, nullptr, 0);
+    NothrowComPtr<IMediaSample> outSample;
+    HRESULT hr = OutputPin()->GetDeliveryBuffer(outSample.Put(), nullptr, nullptr, 0);
     if (FAILED(hr)) return hr;
     BYTE* buffer = nullptr;
     outSample->GetPointer(&buffer);
@@ -204,8 +205,8 @@ HRESULT CAcmCompressorFilter::DeliverConverted(const std::vector<BYTE>& output, 
     outSample->SetSyncPoint(TRUE);
     outSample->SetDiscontinuity(m_discontinuity ? TRUE : FALSE);
     m_discontinuity = false;
-    hr = OutputPin()->Deliver(outSample);
-    outSample->Release();
+    hr = OutputPin()->Deliver(outSample.Get());
+    outSample.Reset();
     if (hr != S_OK) return hr;
     offset += size;
   }

@@ -6,6 +6,7 @@
 // Not locked: the caller serialises.
 #pragma once
 
+#include "framework/UniqueHandle.h"
 #include "wine/acm/AcmFormats.h"
 
 #include <msacm.h>
@@ -14,6 +15,14 @@
 #include <vector>
 
 namespace tavacm {
+
+// An ACM stream from acmStreamOpen: null when there is none.
+struct AcmStreamTraits {
+  using Handle = HACMSTREAM;
+  static Handle Invalid() noexcept { return nullptr; }
+  static bool Close(Handle stream) noexcept { return acmStreamClose(stream, 0) == MMSYSERR_NOERROR; }
+};
+using UniqueAcmStream = UniqueHandleOf<AcmStreamTraits>;
 
 class CAcmConverter {
  public:
@@ -26,7 +35,7 @@ class CAcmConverter {
   // VFW_E_TYPE_NOT_ACCEPTED when ACM cannot convert between the two.
   HRESULT Open(const WAVEFORMATEX& input, const WAVEFORMATEX& output);
   void Close();
-  bool IsOpen() const { return m_stream != nullptr; }
+  bool IsOpen() const { return m_stream.IsValid(); }
 
   // Converts `size` bytes and appends what the codec produced to `output`.
   // Sets *consumed to the number of input bytes (this call's and earlier
@@ -47,7 +56,7 @@ class CAcmConverter {
  private:
   HRESULT Run(DWORD flags, std::vector<BYTE>& output, size_t* consumed);
 
-  HACMSTREAM m_stream = nullptr;
+  UniqueAcmStream m_stream;
   WORD m_inputAlign = 1;
   WORD m_outputAlign = 1;
   bool m_started = false;

@@ -8,9 +8,7 @@ CPackInputPin::CPackInputPin(const wchar_t* pObjectName, CBaseFilter* pFilter, C
                              const wchar_t* pPinName)
     : CBasePin(pObjectName, pFilter, pLock, phr, pPinName, PINDIR_INPUT) {}
 
-CPackInputPin::~CPackInputPin() {
-  if (m_pAllocator != nullptr) m_pAllocator->Release();
-}
+CPackInputPin::~CPackInputPin() = default;
 
 HRESULT STDMETHODCALLTYPE CPackInputPin::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
   if (ppv == nullptr) return E_POINTER;
@@ -21,26 +19,22 @@ HRESULT STDMETHODCALLTYPE CPackInputPin::NonDelegatingQueryInterface(REFIID riid
 HRESULT STDMETHODCALLTYPE CPackInputPin::GetAllocator(IMemAllocator** ppAllocator) {
   if (ppAllocator == nullptr) return E_POINTER;
   CAutoLock lock(m_pLock);
-  if (m_pAllocator == nullptr) {
+  if (!m_pAllocator) {
     HRESULT hr = CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER, IID_IMemAllocator,
-                                  reinterpret_cast<void**>(&m_pAllocator));
+                                  m_pAllocator.PutVoid());
     if (FAILED(hr)) {
-      m_pAllocator = nullptr;
+      m_pAllocator.Reset();
       *ppAllocator = nullptr;
       return hr;
     }
   }
-  m_pAllocator->AddRef();
-  *ppAllocator = m_pAllocator;
-  return S_OK;
+  return m_pAllocator.CopyTo(ppAllocator);
 }
 
 HRESULT STDMETHODCALLTYPE CPackInputPin::NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly) {
   if (pAllocator == nullptr) return E_POINTER;
   CAutoLock lock(m_pLock);
-  pAllocator->AddRef();
-  if (m_pAllocator != nullptr) m_pAllocator->Release();
-  m_pAllocator = pAllocator;
+  m_pAllocator = NothrowComPtr<IMemAllocator>::Share(pAllocator);
   m_bReadOnly = bReadOnly;
   return S_OK;
 }
@@ -138,10 +132,9 @@ HRESULT STDMETHODCALLTYPE CPackInputPin::QueryAccept(const AM_MEDIA_TYPE* pmt) {
 HRESULT CPackInputPin::CheckConnect(IPin* pPin) { return CBasePin::CheckConnect(pPin); }
 
 HRESULT CPackInputPin::BreakConnect() {
-  if (m_pAllocator != nullptr) {
+  if (m_pAllocator) {
     m_pAllocator->Decommit();
-    m_pAllocator->Release();
-    m_pAllocator = nullptr;
+    m_pAllocator.Reset();
   }
   m_bReadOnly = FALSE;
   return CBasePin::BreakConnect();
@@ -163,6 +156,6 @@ HRESULT CPackInputPin::Inactive() {
     m_bActive = false;
   }
   m_bFlushing = false;
-  if (m_pAllocator != nullptr) m_pAllocator->Decommit();
+  if (m_pAllocator) m_pAllocator->Decommit();
   return S_OK;
 }

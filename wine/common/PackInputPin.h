@@ -35,6 +35,7 @@
 #include <windows.h>
 #include <strmif.h>
 
+#include "common/NothrowComPtr.h"
 #include "framework/BasePin.h"
 #include "framework/CritSec.h"
 
@@ -86,7 +87,7 @@ class CPackInputPin : public CBasePin, public IMemInputPin {
   bool IsFlushing() const { return m_bFlushing; }
   bool IsAtEndOfStream() const { return m_bAtEndOfStream; }
   bool IsReadOnly() const { return m_bReadOnly != FALSE; }
-  IMemAllocator* Allocator() const { return m_pAllocator; }  // no reference added
+  IMemAllocator* Allocator() const { return m_pAllocator.Get(); }  // no reference added
   CCritSec* ReceiveLock() { return &m_csReceive; }
 
  protected:
@@ -97,7 +98,7 @@ class CPackInputPin : public CBasePin, public IMemInputPin {
   virtual HRESULT OnBeginFlush() { return S_OK; }
   virtual HRESULT OnEndFlush() { return S_OK; }
 
-  IMemAllocator* m_pAllocator = nullptr;  // counted reference, null when none
+  NothrowComPtr<IMemAllocator> m_pAllocator;  // null when none
   BOOL m_bReadOnly = FALSE;
 
  private:

@@ -3,8 +3,17 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "framework/UniqueHandle.h"
+
 namespace tavpack {
 namespace {
+
+// A module reference from GetModuleHandleExW (without the unchanged-count flag).
+struct ModuleReferenceTraits {
+  using Handle = HMODULE;
+  static Handle Invalid() noexcept { return nullptr; }
+  static bool Close(Handle module) noexcept { return FreeLibrary(module) != FALSE; }
+};
 
 constexpr unsigned int kSeverityWarning = 3;
 constexpr unsigned int kSeverityError = 4;
@@ -18,11 +27,10 @@ using LogWriteFn = HRESULT (*)(int engineId, unsigned int severity, int code, co
 void Write(unsigned int severity, int code, const char* function, const wchar_t* message) {
   // Looked up for every line, with a reference held while the line is
   // written: the DLL may come and go while the pack stays loaded.
-  HMODULE library = nullptr;
-  if (!GetModuleHandleExW(0, L"TavMovieMaker.dll", &library)) return;
-  auto write = reinterpret_cast<LogWriteFn>(reinterpret_cast<void*>(GetProcAddress(library, "TavLogWrite")));
+  UniqueHandleOf<ModuleReferenceTraits> library;
+  if (!GetModuleHandleExW(0, L"TavMovieMaker.dll", library.Put())) return;
+  auto write = reinterpret_cast<LogWriteFn>(reinterpret_cast<void*>(GetProcAddress(library.Get(), "TavLogWrite")));
   if (write != nullptr) write(kLibraryEngine, severity, code, function, message);
-  FreeLibrary(library);
 }
 
 // The system's message for hr without its line break, or "Unknown error".

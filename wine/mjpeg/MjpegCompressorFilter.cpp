@@ -1,5 +1,6 @@
 #include "wine/mjpeg/MjpegCompressorFilter.h"
 
+#include "wine/common/NothrowComPtr.h"
 #include "wine/mjpeg/MjpegClsid.h"
 #include "wine/mjpeg/MjpegOutputPin.h"
 #include "wine/server/PackClasses.h"
@@ -82,8 +83,8 @@ HRESULT CMjpegCompressorFilter::Receive(IMediaSample* sample) {
   if (!m_encoder || !OutputPin()->IsConnected())
     return VFW_E_NOT_CONNECTED;  // the output was not connected when the graph paused
 
-  IMediaSample* out = nullptr;
-  hr = OutputPin()->GetDeliveryBuffer(&out, nullptr, nullptr, 0);
+  NothrowComPtr<IMediaSample> out;
+  hr = OutputPin()->GetDeliveryBuffer(out.Put(), nullptr, nullptr, 0);
   if (FAILED(hr)) return hr;
   BYTE* buffer = nullptr;
   hr = out->GetPointer(&buffer);
@@ -102,8 +103,7 @@ HRESULT CMjpegCompressorFilter::Receive(IMediaSample* sample) {
     out->SetSyncPoint(TRUE);
     out->SetDiscontinuity(sample->IsDiscontinuity() == S_OK ? TRUE : FALSE);
     out->SetPreroll(sample->IsPreroll() == S_OK ? TRUE : FALSE);
-    hr = OutputPin()->Deliver(out);
+    hr = OutputPin()->Deliver(out.Get());
   }
-  out->Release();
   return hr;
 }

@@ -67,7 +67,7 @@ CMjpegPropertyPage::CMjpegPropertyPage() { tavpack::PackObjectCreated(); }
 CMjpegPropertyPage::~CMjpegPropertyPage() {
   Deactivate();
   ReleaseObjects();
-  if (m_site != nullptr) m_site->Release();
+  m_site.Reset();
   tavpack::PackObjectDestroyed();
 }
 
@@ -91,10 +91,9 @@ STDMETHODIMP_(ULONG) CMjpegPropertyPage::Release() {
 }
 
 STDMETHODIMP CMjpegPropertyPage::SetPageSite(IPropertyPageSite* site) {
-  if (site != nullptr && m_site != nullptr) return E_UNEXPECTED;
-  if (m_site != nullptr) m_site->Release();
-  m_site = site;
-  if (m_site != nullptr) m_site->AddRef();
+  if (site != nullptr && m_site) return E_UNEXPECTED;
+  m_site.Reset();
+  m_site = NothrowComPtr<IPropertyPageSite>::Share(site);
   return S_OK;
 }
 
@@ -130,7 +129,7 @@ STDMETHODIMP CMjpegPropertyPage::Activate(HWND parent, LPCRECT rect, BOOL /*moda
   SendMessageW(m_edit, EM_LIMITTEXT, 3, 0);
 
   double quality = kMjpegDefaultQuality / 100.0;
-  if (m_compression != nullptr) m_compression->get_Quality(&quality);
+  if (m_compression) m_compression->get_Quality(&quality);
   wchar_t text[16] = {};
   swprintf(text, 16, L"%d", static_cast<int>(std::lround(quality * 100.0)));
   m_filling = true;
@@ -166,31 +165,23 @@ STDMETHODIMP CMjpegPropertyPage::GetPageInfo(PROPPAGEINFO* info) {
   return S_OK;
 }
 
-void CMjpegPropertyPage::ReleaseObjects() {
-  if (m_compression != nullptr) m_compression->Release();
-  m_compression = nullptr;
-}
+void CMjpegPropertyPage::ReleaseObjects() { m_compression.Reset(); }
 
 STDMETHODIMP CMjpegPropertyPage::SetObjects(ULONG count, IUnknown** objects) {
   ReleaseObjects();
   if (count == 0) return S_OK;
   if (objects == nullptr || objects[0] == nullptr) return E_POINTER;
   // The filter itself, or the output pin that answers IAMVideoCompression.
-  if (SUCCEEDED(objects[0]->QueryInterface(IID_IAMVideoCompression, reinterpret_cast<void**>(&m_compression))))
-    return S_OK;
-  IBaseFilter* filter = nullptr;
-  if (FAILED(objects[0]->QueryInterface(IID_IBaseFilter, reinterpret_cast<void**>(&filter)))) return E_NOINTERFACE;
-  IEnumPins* pins = nullptr;
-  if (SUCCEEDED(filter->EnumPins(&pins))) {
-    IPin* pin = nullptr;
-    while (m_compression == nullptr && pins->Next(1, &pin, nullptr) == S_OK) {
-      pin->QueryInterface(IID_IAMVideoCompression, reinterpret_cast<void**>(&m_compression));
-      pin->Release();
-    }
-    pins->Release();
+  if (SUCCEEDED(objects[0]->QueryInterface(IID_IAMVideoCompression, m_compression.PutVoid()))) return S_OK;
+  NothrowComPtr<IBaseFilter> filter;
+  if (FAILED(objects[0]->QueryInterface(IID_IBaseFilter, filter.PutVoid()))) return E_NOINTERFACE;
+  NothrowComPtr<IEnumPins> pins;
+  if (SUCCEEDED(filter->EnumPins(pins.Put()))) {
+    NothrowComPtr<IPin> pin;
+    while (!m_compression && pins->Next(1, pin.Put(), nullptr) == S_OK)
+      pin->QueryInterface(IID_IAMVideoCompression, m_compression.PutVoid());
   }
-  filter->Release();
-  return m_compression != nullptr ? S_OK : E_NOINTERFACE;
+  return m_compression ? S_OK : E_NOINTERFACE;
 }
 
 STDMETHODIMP CMjpegPropertyPage::Show(UINT command) {
@@ -210,7 +201,7 @@ STDMETHODIMP CMjpegPropertyPage::IsPageDirty() { return m_dirty ? S_OK : S_FALSE
 
 STDMETHODIMP CMjpegPropertyPage::Apply() {
   if (!m_dirty || m_edit == nullptr) return S_OK;
-  if (m_compression == nullptr) return E_UNEXPECTED;
+  if (!m_compression) return E_UNEXPECTED;
   wchar_t text[16] = {};
   GetWindowTextW(m_edit, text, 16);
   const int quality = ParseQuality(text);
@@ -227,7 +218,7 @@ STDMETHODIMP CMjpegPropertyPage::TranslateAccelerator(MSG* /*message*/) { return
 void CMjpegPropertyPage::OnQualityEdited() {
   if (m_filling) return;
   m_dirty = true;
-  if (m_site != nullptr) m_site->OnStatusChange(PROPPAGESTATUS_DIRTY | PROPPAGESTATUS_VALIDATE);
+  if (m_site) m_site->OnStatusChange(PROPPAGESTATUS_DIRTY | PROPPAGESTATUS_VALIDATE);
 }
 
 LRESULT CALLBACK CMjpegPropertyPage::WindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {

@@ -17,6 +17,8 @@
 
 #include <atomic>
 
+#include "wine/common/NothrowComPtr.h"
+
 HRESULT CreateMjpegPropertyPage(IUnknown* outer, REFIID riid, void** object);
 
 class CMjpegPropertyPage final : public IPropertyPage {
@@ -53,8 +55,8 @@ class CMjpegPropertyPage final : public IPropertyPage {
   void ReleaseObjects();
 
   std::atomic<ULONG> m_refs{1};
-  IPropertyPageSite* m_site = nullptr;
-  IAMVideoCompression* m_compression = nullptr;
+  NothrowComPtr<IPropertyPageSite> m_site;
+  NothrowComPtr<IAMVideoCompression> m_compression;
   HWND m_window = nullptr;
   HWND m_edit = nullptr;
   HWND m_parent = nullptr;         // subclassed while active

@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "common/ComBarrier.h"
+#include "common/NothrowComPtr.h"
 #include "common/PackLog.h"
 #include "mux/MuxStreamFormat.h"
 #include "server/PackClasses.h"
@@ -174,11 +176,10 @@ HRESULT CAviMux::StartWritingLocked() {
   IPin* pPeer = m_pOutput->GetConnected();
   if (pPeer == nullptr) return S_OK;  // nothing to write to: samples are refused
 
-  IStream* pStream = nullptr;
-  HRESULT hr = pPeer->QueryInterface(IID_IStream, reinterpret_cast<void**>(&pStream));
+  NothrowComPtr<IStream> stream;
+  HRESULT hr = pPeer->QueryInterface(IID_IStream, stream.PutVoid());
   if (FAILED(hr)) return hr;
-  std::unique_ptr<StreamSink> sink(new (std::nothrow) StreamSink(pStream));
-  pStream->Release();
+  std::unique_ptr<StreamSink> sink(new (std::nothrow) StreamSink(std::move(stream)));
   if (!sink) return E_OUTOFMEMORY;
 
   AviLayoutOptions options = m_layoutOptions;
@@ -332,7 +333,7 @@ void CAviMux::Tick() {
 HRESULT CAviMux::InputEndOfStream() {
   // The stream ends downstream only after every queued sample is written.
   if (m_pQueue) m_pQueue->Drain();
-  IPin* pPeer = nullptr;
+  NothrowComPtr<IPin> peer;
   {
     CAutoLock lock(&m_csWrite);
     if (m_bEndOfStreamSent) return S_OK;
@@ -340,16 +341,10 @@ HRESULT CAviMux::InputEndOfStream() {
       if (!pin->IsAtEndOfStream()) return S_OK;
     }
     m_bEndOfStreamSent = true;
-    pPeer = m_pOutput->GetConnected();
-    if (pPeer != nullptr) pPeer->AddRef();
+    peer = NothrowComPtr<IPin>::Share(m_pOutput->GetConnected());
   }
   // Every input has ended: the stream downstream ends too.
-  HRESULT hr = S_OK;
-  if (pPeer != nullptr) {
-    hr = pPeer->EndOfStream();
-    pPeer->Release();
-  }
-  return hr;
+  return peer ? peer->EndOfStream() : S_OK;
 }
 
 // IConfigAviMux

@@ -66,13 +66,11 @@ HRESULT STDMETHODCALLTYPE CAviMuxInputPin::GetAllocator(IMemAllocator** ppAlloca
   if (ppAllocator == nullptr) return E_POINTER;
   *ppAllocator = nullptr;
   CAutoLock lock(m_pLock);
-  if (m_pAllocator == nullptr) {
-    HRESULT hr = MuxAllocator::Create(&m_pAllocator);
+  if (!m_pAllocator) {
+    HRESULT hr = MuxAllocator::Create(m_pAllocator.Put());
     if (FAILED(hr)) return hr;
   }
-  m_pAllocator->AddRef();
-  *ppAllocator = m_pAllocator;
-  return S_OK;
+  return m_pAllocator.CopyTo(ppAllocator);
 }
 
 bool CAviMuxInputPin::IsVideo() const { return m_mt.majortype == MEDIATYPE_Video; }

@@ -3,6 +3,7 @@
 #include <vfwmsgs.h>
 
 #include <new>
+#include <utility>
 
 MuxWriteQueue::MuxWriteQueue(Writer& writer) : m_writer(writer) {
   InitializeCriticalSection(&m_cs);
@@ -29,8 +30,7 @@ HRESULT MuxWriteQueue::Push(CAviMuxInputPin* pPin, IMediaSample* pSample) {
   HRESULT hr = FAILED(m_hrFailure) ? m_hrFailure : (m_bStopping || !m_hThread) ? VFW_E_WRONG_STATE : S_OK;
   if (hr == S_OK) {
     try {
-      m_items.push_back({pPin, pSample});
-      pSample->AddRef();
+      m_items.push_back({pPin, NothrowComPtr<IMediaSample>::Share(pSample)});
       ++m_nPushed;
       ++m_nHeld;
     } catch (const std::bad_alloc&) {
@@ -99,7 +99,7 @@ void MuxWriteQueue::Run() {
       }
       continue;
     }
-    Item item = m_items.front();
+    Item item = std::move(m_items.front());
     m_items.pop_front();
     bool write = SUCCEEDED(m_hrFailure);
     LeaveCriticalSection(&m_cs);
@@ -107,12 +107,12 @@ void MuxWriteQueue::Run() {
     HRESULT hr = S_OK;
     if (write) {
       hr = Guarded([this, &item] {
-        HRESULT hrWrite = m_writer.WriteQueued(item.pin, item.sample);
+        HRESULT hrWrite = m_writer.WriteQueued(item.pin, item.sample.Get());
         if (SUCCEEDED(hrWrite)) m_writer.Tick();
         return hrWrite;
       });
     }
-    item.sample->Release();
+    item.sample.Reset();
 
     EnterCriticalSection(&m_cs);
     if (FAILED(hr) && SUCCEEDED(m_hrFailure)) m_hrFailure = hr;

@@ -23,6 +23,7 @@
 
 #include <deque>
 
+#include "common/NothrowComPtr.h"
 #include "framework/UniqueHandle.h"
 
 class CAviMuxInputPin;
@@ -60,7 +61,7 @@ class MuxWriteQueue {
  private:
   struct Item {
     CAviMuxInputPin* pin;
-    IMediaSample* sample;  // counted reference
+    NothrowComPtr<IMediaSample> sample;
   };
   static DWORD WINAPI ThreadMain(void* self);
   void Run();

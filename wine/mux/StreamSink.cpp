@@ -1,18 +1,11 @@
 #include "mux/StreamSink.h"
 
-StreamSink::StreamSink(IStream* stream) : stream_(stream) {
-  if (stream_ != nullptr) stream_->AddRef();
-}
+#include <utility>
 
-StreamSink::~StreamSink() { Release(); }
-
-void StreamSink::Release() {
-  if (stream_ != nullptr) stream_->Release();
-  stream_ = nullptr;
-}
+StreamSink::StreamSink(NothrowComPtr<IStream> stream) : stream_(std::move(stream)) {}
 
 HRESULT StreamSink::WriteAt(std::uint64_t offset, const void* data, std::size_t size) {
-  if (stream_ == nullptr) return E_UNEXPECTED;
+  if (!stream_) return E_UNEXPECTED;
   LARGE_INTEGER move;
   move.QuadPart = static_cast<LONGLONG>(offset);
   HRESULT hr = stream_->Seek(move, STREAM_SEEK_SET, nullptr);
@@ -30,4 +23,4 @@ HRESULT StreamSink::WriteAt(std::uint64_t offset, const void* data, std::size_t 
   return S_OK;
 }
 
-HRESULT StreamSink::Commit() { return stream_ != nullptr ? stream_->Commit(STGC_DEFAULT) : S_OK; }
+HRESULT StreamSink::Commit() { return stream_ ? stream_->Commit(STGC_DEFAULT) : S_OK; }

@@ -1,0 +1,130 @@
+// The pack's owning COM pointer (wine/common/NothrowComPtr.h) against a fake
+// that counts AddRef and Release: exactly one reference held, none lost or
+// added by moves.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <utility>
+
+#include "common/NothrowComPtr.h"
+
+namespace {
+
+class CountingUnknown : public IUnknown {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+    if (riid != IID_IUnknown) {
+      *ppv = nullptr;
+      return E_NOINTERFACE;
+    }
+    *ppv = static_cast<IUnknown*>(this);
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(++addRefs - releases); }
+  ULONG STDMETHODCALLTYPE Release() override { return static_cast<ULONG>(addRefs - ++releases); }
+  int Held() const { return addRefs - releases; }
+
+  int addRefs = 0;
+  int releases = 0;
+};
+
+using UnknownPtr = NothrowComPtr<IUnknown>;
+
+TEST(NothrowComPtrTest, AdoptTakesTheReferenceAndReleasesItOnce) {
+  CountingUnknown object;
+  {
+    UnknownPtr held = UnknownPtr::Adopt(&object);
+    EXPECT_EQ(held.Get(), &object);
+    EXPECT_EQ(object.addRefs, 0);
+    EXPECT_EQ(object.releases, 0);
+  }
+  EXPECT_EQ(object.addRefs, 0);
+  EXPECT_EQ(object.releases, 1);
+}
+
+TEST(NothrowComPtrTest, ShareAddsAReferenceOfItsOwn) {
+  CountingUnknown object;
+  {
+    UnknownPtr held = UnknownPtr::Share(&object);
+    EXPECT_EQ(object.addRefs, 1);
+    EXPECT_EQ(object.releases, 0);
+  }
+  EXPECT_EQ(object.Held(), 0);
+  EXPECT_EQ(object.releases, 1);
+}
+
+TEST(NothrowComPtrTest, MovesHandTheReferenceOverWithoutCounting) {
+  CountingUnknown object;
+  UnknownPtr first = UnknownPtr::Share(&object);
+  UnknownPtr second(std::move(first));
+  EXPECT_FALSE(first);
+  EXPECT_EQ(second.Get(), &object);
+  UnknownPtr third;
+  third = std::move(second);
+  EXPECT_FALSE(second);
+  EXPECT_EQ(third.Get(), &object);
+  EXPECT_EQ(object.addRefs, 1);
+  EXPECT_EQ(object.releases, 0);
+}
+
+TEST(NothrowComPtrTest, MoveAssignmentReleasesTheReferenceItHeld) {
+  CountingUnknown old, taken;
+  UnknownPtr held = UnknownPtr::Share(&old);
+  held = UnknownPtr::Share(&taken);
+  EXPECT_EQ(held.Get(), &taken);
+  EXPECT_EQ(old.Held(), 0);
+  EXPECT_EQ(old.releases, 1);
+  EXPECT_EQ(taken.Held(), 1);
+}
+
+TEST(NothrowComPtrTest, ResetReleasesOnceAndLeavesNull) {
+  CountingUnknown object;
+  UnknownPtr held = UnknownPtr::Share(&object);
+  held.Reset();
+  EXPECT_FALSE(held);
+  EXPECT_EQ(held.Get(), nullptr);
+  held.Reset();
+  EXPECT_EQ(object.addRefs, 1);
+  EXPECT_EQ(object.releases, 1);
+}
+
+TEST(NothrowComPtrTest, DetachGivesTheReferenceUpWithoutReleasing) {
+  CountingUnknown object;
+  UnknownPtr held = UnknownPtr::Share(&object);
+  IUnknown* raw = held.Detach();
+  EXPECT_EQ(raw, &object);
+  EXPECT_FALSE(held);
+  EXPECT_EQ(object.Held(), 1);
+  raw->Release();
+}
+
+TEST(NothrowComPtrTest, PutReleasesTheOldReferenceAndAdoptsTheOutParameter) {
+  CountingUnknown old, filled;
+  UnknownPtr held = UnknownPtr::Share(&old);
+  ASSERT_EQ(filled.QueryInterface(IID_IUnknown, held.PutVoid()), S_OK);
+  EXPECT_EQ(old.Held(), 0);
+  EXPECT_EQ(held.Get(), &filled);
+  EXPECT_EQ(filled.Held(), 1);
+  held.Reset();
+  EXPECT_EQ(filled.Held(), 0);
+}
+
+TEST(NothrowComPtrTest, CopyToHandsOutAReferenceOfTheCallersOwn) {
+  CountingUnknown object;
+  UnknownPtr held = UnknownPtr::Share(&object);
+  IUnknown* out = nullptr;
+  ASSERT_EQ(held.CopyTo(&out), S_OK);
+  EXPECT_EQ(out, &object);
+  EXPECT_EQ(object.Held(), 2);
+  out->Release();
+
+  UnknownPtr empty;
+  out = &object;
+  EXPECT_EQ(empty.CopyTo(&out), S_OK);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(held.CopyTo(nullptr), E_POINTER);
+  EXPECT_EQ(object.Held(), 1);
+}
+
+}  // namespace
