@@ -11,8 +11,9 @@
 # and before each run a file of the same size is written to the target and
 # deleted (so disk figures do not depend on what ran before). Figures are
 # medians with min-max. Then the hand-over rate of tiny frames (16x16) next
-# to a Wine event ping-pong (the floor of a hand-over) and the DLL's peak
-# committed memory at two recording lengths.
+# to a Wine event ping-pong (the floor of a hand-over), the DLL's peak
+# committed memory at two recording lengths, and per case the copies alone
+# to tmpfs (copy_bound_bench.exe: the ceiling of the DLL's way of writing).
 #
 # The Wine hosts time themselves (first frame to the closed file); ffmpeg
 # and dd are timed from outside (their start-up takes milliseconds).
@@ -46,8 +47,8 @@ if [ $build_first = 1 ]; then
   if [ ! -f "$build/CMakeCache.txt" ]; then
     (cd "$root" && cmake --preset default >/dev/null)
   fi
-  cmake --build "$build" --target dll_record_bench vfw_record_bench event_pingpong_bench TavMovieMaker \
-    TavPlatformPack -j2 >/dev/null
+  cmake --build "$build" --target dll_record_bench vfw_record_bench event_pingpong_bench copy_bound_bench \
+    TavMovieMaker TavPlatformPack -j2 >/dev/null
 fi
 bin=$build/bin
 run_wine() { bash "$root/cmake/wine-run.sh" "$@"; }
@@ -107,6 +108,8 @@ log=$work_disk/runs.log
 declare -A figures
 table="| target | frames | DLL | ffmpeg \`-c:v rawvideo\` | VfW AVIFile (Wine) | bound (dd) | DLL / bound | DLL / ffmpeg |
 |---|---|---|---|---|---|---|---|"
+copies_table="| frames | dd under Wine | 3 copies, one thread | 3 copies, write on its own thread | DLL / that |
+|---|---|---|---|---|"
 for spec in "${cases[@]}"; do
   read -r size fmt n <<<"$spec"
   w=${size%x*}; h=${size#*x}
@@ -134,7 +137,20 @@ for spec in "${cases[@]}"; do
     row+=" $(ratio "$(med dll)" "$(med bound)") | $(ratio "$(med dll)" "$(med ffmpeg)") |"
     table+=$'\n'"$row"
     echo "$row"
+    if [ $target = shm ]; then
+      dll_shm=$(med dll)
+      [ -z "${first_case:-}" ] && first_case="$size $fmt" && first_ffmpeg=$(med ffmpeg)
+    fi
   done
+  # The copies alone, to tmpfs (the program interleaves its ways itself).
+  copies=$(run_wine "$bin/copy_bound_bench.exe" "$(winpath "$src")" $(( bytes / n )) "$n" \
+    "$(winpath "$work_shm/copies.out")" "$rounds")
+  echo "$copies" >>"$log"
+  way() { sed -n "s/^$1 *fps=\([0-9.]*\) (\([0-9.]*\)-\([0-9.]*\)).*/\1 (\2-\3)/p" <<<"$copies"; }
+  row="| $size $fmt x$n | $(way dd) | $(way serial) | $(way threaded) |"
+  row+=" $(ratio "$dll_shm" "$(way threaded | cut -d' ' -f1)") |"
+  copies_table+=$'\n'"$row"
+  echo "$row"
   rm -f "$src"
 done
 
@@ -155,6 +171,18 @@ tiny_table="| 16x16 grey frames through the DLL (frames/s) | Wine event ping-pon
 |---|---|
 | $(printf '%s' "$handover" | stats) = $(awk -v f="$handover_med" 'BEGIN { printf "%.0f", 1e6 / f }') µs each | $(printf '%s' "$pingpong" | stats) = $(awk -v f="$pingpong_med" 'BEGIN { printf "%.0f", 1e6 / f }') µs each |"
 echo "$tiny_table"
+# The hand-over's floor: 9 wineserver requests per frame (bench/server-requests.sh),
+# 4 in each ping-pong round trip (2 signals, 2 waits).
+floor_us=$(awk -v p="$pingpong_med" 'BEGIN { printf "%.0f", 9 / 4 * 1e6 / p }')
+floor_fps=$(awk -v p="$pingpong_med" 'BEGIN { printf "%.0f", p * 4 / 9 }')
+if awk -v t="$handover_med" -v f="$first_ffmpeg" 'BEGIN { exit !(t < f) }'; then
+  reach="Here it is below ffmpeg's rate for $first_case ($first_ffmpeg frames/s, first
+table): under Wine 8 and with this hand-over, that rate cannot be reached for
+that size, whatever the pack does."
+else
+  reach="Here it is not below ffmpeg's rate for $first_case ($first_ffmpeg frames/s,
+first table): the hand-over alone does not keep the DLL from that rate."
+fi
 
 # Peak committed memory of the DLL's host at two recording lengths.
 memory_table="| 640x480 grey frames recorded | peak committed memory of the host |
@@ -200,9 +228,44 @@ $tiny_table
 
 Where a small frame's time goes: \`bash bench/server-requests.sh\` counts the
 wineserver requests one frame makes (each a round trip of tens of
-microseconds under Wine 8), whoever makes them: the DLL's hand-over events
-and main mutex on the host's and the source pin's threads. The AVI Mux makes
-none: its allocator waits on a critical section, not on a semaphore.
+microseconds under Wine 8), whoever makes them: 9, all of them the DLL's
+hand-over on the host's and the source pin's threads (5 waits, 3 event
+signals, 1 release of the main mutex), which stays as it is. The pack makes
+none: the AVI Mux's allocator and queue wait on critical sections, and the
+File Writer writes without an OVERLAPPED (under Wine, a write given one
+posts its completion through the wineserver: one more request per write).
+
+The floor: a ping-pong round trip is 4 requests (2 signals, 2 waits), so
+the hand-over's 9 cost at least 9/4 round trips, $floor_us µs per frame here, at
+most $floor_fps frames per second whatever the frame size. A 16x16 frame
+through the whole DLL takes the time in the left column; a larger frame
+only adds its copies, so that rate is the ceiling for every size.
+$reach
+
+## The copies alone
+
+\`copy_bound_bench.exe\` (bench/CopyBoundBench.c) moves the same frames to
+tmpfs without the graph, $rounds interleaved rounds, medians (min-max),
+frames per second: as dd does (read and write, two copies of each byte),
+and as the DLL must (the host reads the frame, the source pin copies it
+into the AVI Mux's buffer, the write copies it into the page cache: three
+copies), once on one thread and once with the write on a thread of its own
+fed through 3 buffers, as the AVI Mux does. \`DLL / that\` is the DLL's rate
+to tmpfs from the first table over the last.
+
+$copies_table
+
+Where a large frame's time goes: the host's read and the source pin's copy
+never overlap, since the host waits in the hand-over while the pin copies;
+only the write runs beside them, on the AVI Mux's writer thread. On two
+cores the threads also share the memory bandwidth, so the third copy is
+not free even where it overlaps. \`DLL / that\` near 1 means the pack adds
+little to the copies the DLL's way needs, and the distance from dd is that
+third copy. The AVI Mux writes a sample of at least half its 1 MB write
+buffer straight from the sample (the chunk header, then the data: two
+writes); smaller samples are gathered and written 1 MB at a time. Tried on
+a busy machine and not kept (no gain in interleaved medians at 640x480): writing
+samples from 64 KB straight, and a deeper queue (6 samples, 8 buffers).
 
 ## Memory
 

@@ -35,9 +35,13 @@ HRESULT WriterFile::Open(const std::wstring& path, DWORD mode) {
 HRESULT WriterFile::WriteAt(ULONGLONG offset, const void* data, ULONG size, ULONG* written) {
   if (written != nullptr) *written = 0;
   if (!IsOpen()) return E_UNEXPECTED;
-  OVERLAPPED position = At(offset);
+  // The position, then a plain write: under Wine a write given an
+  // OVERLAPPED costs a wineserver round trip (its completion is posted).
+  LARGE_INTEGER position;
+  position.QuadPart = static_cast<LONGLONG>(offset);
+  if (!SetFilePointerEx(m_file.Get(), position, nullptr, FILE_BEGIN)) return LastError();
   DWORD done = 0;
-  const BOOL ok = WriteFile(m_file.Get(), data, size, &done, &position);
+  const BOOL ok = WriteFile(m_file.Get(), data, size, &done, nullptr);
   if (written != nullptr) *written = done;
   if (done > 0 && offset + done > m_extent) m_extent = offset + done;
   if (!ok) return LastError();
