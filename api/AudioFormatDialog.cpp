@@ -24,11 +24,11 @@ void FreeMediaType(AM_MEDIA_TYPE* type) {
 // The stream configuration of the compressor's last pin (its output) and its
 // capability count. False when a pin's capability structure is not the audio
 // one.
-bool LastPinStreamConfig(IBaseFilter* compressor, IAMStreamConfigPtr& config, int& count) {
+bool LastPinStreamConfig(IBaseFilter* compressor, ThrowingComPtr<IAMStreamConfig>& config, int& count) {
   count = 0;
-  IEnumPins* pins = nullptr;
+  ThrowingComPtr<IEnumPins> pins;
   if (FAILED(compressor->EnumPins(&pins)) || !pins) return true;
-  IPin* pin = nullptr;
+  ThrowingComPtr<IPin> pin;
   bool ok = true;
   while (ok && pins->Next(1, &pin, nullptr) == S_OK) {
     config = nullptr;
@@ -38,9 +38,7 @@ bool LastPinStreamConfig(IBaseFilter* compressor, IAMStreamConfigPtr& config, in
       config->GetNumberOfCapabilities(&count, &size);
       if (size != kCapsSize) ok = false;
     }
-    pin->Release();
   }
-  pins->Release();
   return ok;
 }
 
@@ -123,7 +121,7 @@ INT_PTR CALLBACK AudioFormatProc(HWND dialog, UINT message, WPARAM wParam, LPARA
     if (message == WM_INITDIALOG) EndDialog(dialog, 0);
     return message == WM_INITDIALOG;
   }
-  IAMStreamConfigPtr config;
+  ThrowingComPtr<IAMStreamConfig> config;
   int count = 0;
   if (!LastPinStreamConfig(compressor, config, count)) {
     // No usable capabilities: every message adds this line. Cancel still

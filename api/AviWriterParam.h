@@ -2,14 +2,14 @@
 // writer object before an export works on that writer ID.
 #pragma once
 
-#include "writer/ComPtrs.h"
+#include "writer/ThrowingComPtr.h"
 #include "compressors/CompressorEntry.h"
 
 struct AviWriterParam {
-  int nID = 0;                        // 0 only in the default record made at load
-  IGraphBuilderPtr pGraph;            // counted reference to the writer's graph
-  ICaptureGraphBuilder2Ptr pBuilder;  // counted reference to its graph builder
-  wchar_t szFileName[260] = {};       // output file, written by StartMovieRecord
+  int nID = 0;                                     // 0 only in the default record made at load
+  ThrowingComPtr<IGraphBuilder> pGraph;            // counted reference to the writer's graph
+  ThrowingComPtr<ICaptureGraphBuilder2> pBuilder;  // counted reference to its graph builder
+  wchar_t szFileName[260] = {};                    // output file, written by StartMovieRecord
   int nWidth = 0;
   int nHeight = 0;
   double dFps = 0.0;

@@ -35,7 +35,7 @@ HRESULT ShowCompressorDlg(int id, HWND parent) {
     return E_FAIL;
   }
   if (writer->m_pVideoCompressor != nullptr) {
-    ISpecifyPropertyPagesPtr pages(writer->m_pVideoCompressor);
+    ThrowingComPtr<ISpecifyPropertyPages> pages(writer->m_pVideoCompressor);
     if (pages != nullptr) {
       CAUUID list = {0, nullptr};
       if (SUCCEEDED(pages->GetPages(&list))) {
@@ -45,7 +45,7 @@ HRESULT ShowCompressorDlg(int id, HWND parent) {
         CoTaskMemFree(list.pElems);
       }
     } else {
-      IAMVfwCompressDialogsPtr dialogs(writer->m_pVideoCompressor);
+      ThrowingComPtr<IAMVfwCompressDialogs, &IID_IAMVfwCompressDialogs> dialogs(writer->m_pVideoCompressor);
       if (dialogs != nullptr) dialogs->ShowDialog(VfwCompressDialog_Config, parent);
     }
   }

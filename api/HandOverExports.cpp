@@ -30,17 +30,17 @@ struct HandOverKind {
   const char* function;
   const wchar_t* enterText;
   const wchar_t* leaveText;
-  HANDLE CAviWriter::*bufferReady;
+  UniqueHandle CAviWriter::*bufferReady;
   const wchar_t* readyEnterText;
   const wchar_t* readyTimeOutText;
   const wchar_t* readyLeaveText;
   HRESULT (CAviWriter::*add)(BYTE*, int, ULONGLONG);
   HRESULT (CAviWriter::*add2)(BYTE*, int, ULONGLONG, ULONGLONG);
   const wchar_t* addText;
-  HANDLE CAviWriter::*dataReady;
+  UniqueHandle CAviWriter::*dataReady;
   const wchar_t* setEnterText;
   const wchar_t* setLeaveText;
-  HANDLE CAviWriter::*bufferDone;
+  UniqueHandle CAviWriter::*bufferDone;
   const wchar_t* doneEnterText;
   const wchar_t* doneTimeOutText;
   const wchar_t* doneLeaveText;
@@ -109,7 +109,7 @@ HRESULT TimeOutResult(CAviWriter* writer) {
 // stream without taking the data, so the call must not report it taken. The
 // stored stream error when there is one, else E_FAIL; the mutex is released.
 HRESULT StreamEndedResult(const HandOverKind& kind, CAviWriter* writer) {
-  ReleaseMutex(writer->m_hMainMutex);
+  ReleaseMutex(writer->m_hMainMutex.Get());
   HRESULT hr = StoredStreamError(writer);
   if (hr < 0) return hr;
   TAV_LOG(kFile, kind.function, LOG_SEV_ERROR, 0, L"AddMovieFrame() recording stopped");
@@ -123,13 +123,10 @@ HRESULT StreamEndedResult(const HandOverKind& kind, CAviWriter* writer) {
 void StopFiltersAfterFailedRun(const char* function, CAviWriter* writer) {
   TAV_LOG(kFile, function, LOG_SEV_WARNING, 0, L"Run failed: stopping every filter");
   writer->ReleaseFilterData();
-  IEnumFiltersPtr filters;
+  ThrowingComPtr<IEnumFilters> filters;
   if (writer->m_pGraph == nullptr || FAILED(writer->m_pGraph->EnumFilters(&filters)) || filters == nullptr) return;
-  IBaseFilter* filter = nullptr;
-  while (filters->Next(1, &filter, nullptr) == S_OK) {
-    filter->Stop();
-    filter->Release();
-  }
+  ThrowingComPtr<IBaseFilter> filter;
+  while (filters->Next(1, &filter, nullptr) == S_OK) filter->Stop();
 }
 
 // A filter that fails while the graph runs (the File Writer that cannot
@@ -138,7 +135,7 @@ void StopFiltersAfterFailedRun(const char* function, CAviWriter* writer) {
 // first failure reported since the queue was last emptied, taking every
 // queued event (the library reads the graph's events nowhere else).
 HRESULT TakeReportedFailure(IGraphBuilder* graph) {
-  IMediaEvent* events = nullptr;
+  ThrowingComPtr<IMediaEvent, &IID_IMediaEvent> events;
   if (graph == nullptr || FAILED(graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(&events))))
     return S_OK;
   HRESULT reported = S_OK;
@@ -149,7 +146,6 @@ HRESULT TakeReportedFailure(IGraphBuilder* graph) {
       reported = static_cast<HRESULT>(param1);
     events->FreeEventParams(code, param1, param2);
   }
-  events->Release();
   return reported;
 }
 
@@ -169,7 +165,7 @@ HRESULT RunGraph(CAviWriter* writer, IMediaControl* control) {
 // it and runs it. On failure m_bStartPending stays set, so the next call
 // tries again.
 HRESULT StartPendingGraph(const char* function, CAviWriter* writer) {
-  IMediaControlPtr control(writer->m_pGraph);
+  ThrowingComPtr<IMediaControl> control(writer->m_pGraph);
   if (control == nullptr) return S_OK;
   HRESULT hr = control->Stop();
   if (SUCCEEDED(hr)) hr = writer->MakeCaptureGraph();
@@ -183,7 +179,7 @@ HRESULT StartPendingGraph(const char* function, CAviWriter* writer) {
     }
   }
   if (FAILED(hr)) {
-    ReleaseMutex(writer->m_hMainMutex);  // not owned yet; the failure is of no concern
+    ReleaseMutex(writer->m_hMainMutex.Get());  // not owned yet; the failure is of no concern
     return hr;
   }
   writer->m_bStartPending = false;
@@ -230,14 +226,15 @@ HRESULT HandOver(const HandOverKind& kind, int id, void* pData, unsigned size, U
 
   TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0,
           L"WaitForSingleObject->Enter m_hMainMutex : TavMovieMakerAddMovieFrame");
-  WaitForSingleObject(writer->m_hMainMutex, INFINITE);
+  WaitForSingleObject(writer->m_hMainMutex.Get(), INFINITE);
   TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0,
           L"WaitForSingleObject->Leave m_hMainMutex : TavMovieMakerAddMovieFrame");
   // The stream ended (StopMovieRecord came first): nothing would take the data.
   if (kind.streamEnding(writer)) return StreamEndedResult(kind, writer);
   // A time-out returns still owning the mutex, on purpose: this thread may
   // go on, any other blocks above.
-  if (!WaitLogged(kind, writer->*kind.bufferReady, kind.readyEnterText, kind.readyTimeOutText, kind.readyLeaveText))
+  if (!WaitLogged(kind, (writer->*kind.bufferReady).Get(), kind.readyEnterText, kind.readyTimeOutText,
+                  kind.readyLeaveText))
     return TimeOutResult(writer);
 
   BYTE* data = static_cast<BYTE*>(pData);
@@ -246,15 +243,15 @@ HRESULT HandOver(const HandOverKind& kind, int id, void* pData, unsigned size, U
   TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, kind.addText);
 
   TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, kind.setEnterText);
-  SetEvent(writer->*kind.dataReady);
+  SetEvent((writer->*kind.dataReady).Get());
   TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, kind.setLeaveText);
 
-  if (!WaitLogged(kind, writer->*kind.bufferDone, kind.doneEnterText, kind.doneTimeOutText, kind.doneLeaveText))
+  if (!WaitLogged(kind, (writer->*kind.bufferDone).Get(), kind.doneEnterText, kind.doneTimeOutText, kind.doneLeaveText))
     return TimeOutResult(writer);
   // "Buffer done" also comes from a pin that ended its stream (Stop came in
   // between) or lost its downstream (a stream error) without copying.
   if (kind.dataPending(writer)) return StreamEndedResult(kind, writer);
-  ReleaseMutex(writer->m_hMainMutex);
+  ReleaseMutex(writer->m_hMainMutex.Get());
   TAV_LOG(kFile, kind.function, LOG_SEV_TRACE, 0, kind.leaveText);
   return S_OK;
 }

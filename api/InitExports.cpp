@@ -141,8 +141,8 @@ HRESULT InitEx(int width, int height, double fps, void* pFrameData, int* pID) {
 
   HRESULT hr = MakeFixedFilters(writer);
   if (FAILED(hr)) return hr;
-  IBindCtx* bindCtx = nullptr;
-  IMoniker* moniker = nullptr;
+  ThrowingComPtr<IBindCtx> bindCtx;
+  ThrowingComPtr<IMoniker> moniker;
   if (SUCCEEDED(CreateBindCtx(0, &bindCtx))) RebindVideoCompressor(writer, bindCtx, &moniker);
   if (pFrameData) writer->SetFrameData(static_cast<UINT*>(pFrameData));
   writer->InitParam2(static_cast<UINT>(width), height, fps, static_cast<UINT>(writer->m_bCompressed),
@@ -152,9 +152,7 @@ HRESULT InitEx(int width, int height, double fps, void* pFrameData, int* pID) {
     TavMovieMakerSetCompressor(id, g_szDefaultCompressor, &hasDialog);
   }
   TAV_LOG(kFile, kInitEx, LOG_SEV_TRACE, 0, L"TavMovieMakerInit2 -> Leave");
-  if (moniker) moniker->Release();
-  if (bindCtx) bindCtx->Release();
-  return S_OK;
+  return S_OK;  // the moniker and the bind context are released here
 }
 
 }  // namespace

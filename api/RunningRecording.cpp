@@ -8,7 +8,7 @@
 
 bool GraphMayHoldWaitingPins(CAviWriter* writer) {
   if (writer == nullptr || writer->m_pGraph == nullptr) return false;
-  IMediaControlPtr control(writer->m_pGraph);
+  ThrowingComPtr<IMediaControl> control(writer->m_pGraph);
   if (control == nullptr) return false;
   OAFilterState state = State_Stopped;
   // A state still in transition is reported with it; only "stopped" is safe.

@@ -13,7 +13,7 @@ namespace {
 
 // Takes the first reference of a new filter (count 0) through its
 // non-delegating QueryInterface; a failing query frees the object.
-HRESULT AttachBaseFilter(CUnknown* object, IBaseFilterPtr& filter) {
+HRESULT AttachBaseFilter(CUnknown* object, ThrowingComPtr<IBaseFilter>& filter) {
   IBaseFilter* base = nullptr;
   HRESULT hr = object->NonDelegatingQueryInterface(IID_IBaseFilter, reinterpret_cast<void**>(&base));
   if (FAILED(hr)) {
@@ -26,14 +26,14 @@ HRESULT AttachBaseFilter(CUnknown* object, IBaseFilterPtr& filter) {
 
 }  // namespace
 
-HRESULT MakeRawFrameFilter(IBaseFilterPtr& filter) {
+HRESULT MakeRawFrameFilter(ThrowingComPtr<IBaseFilter>& filter) {
   HRESULT hr = S_OK;
   CUnknown* object = CPushSourceReadRAW::CreateInstance(nullptr, &hr);
   if (!object) return E_OUTOFMEMORY;
   return AttachBaseFilter(object, filter);
 }
 
-HRESULT MakeAudioSourceFilter(IBaseFilterPtr& filter) {
+HRESULT MakeAudioSourceFilter(ThrowingComPtr<IBaseFilter>& filter) {
   HRESULT hr = S_OK;
   CAudioSource* source = new (std::nothrow) CAudioSource(nullptr, &hr);
   if (!source) return E_OUTOFMEMORY;

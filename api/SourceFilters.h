@@ -4,20 +4,20 @@
 // thread for the stream error).
 #pragma once
 
-#include "writer/ComPtrs.h"
+#include "writer/ThrowingComPtr.h"
 
 class CAviWriter;
 class CSource;
 
 // Makes the raw frame source filter through its factory into `filter`
 // (releasing what it held). S_OK, E_OUTOFMEMORY, or the query's HRESULT.
-HRESULT MakeRawFrameFilter(IBaseFilterPtr& filter);
+HRESULT MakeRawFrameFilter(ThrowingComPtr<IBaseFilter>& filter);
 
 // Makes the audio source filter (no outer object) into `filter` (releasing
 // what it held and clearing it first). E_OUTOFMEMORY when the object cannot
 // be made, in which case `filter` is left untouched; the query's HRESULT when
 // it has no IBaseFilter (logged by the caller).
-HRESULT MakeAudioSourceFilter(IBaseFilterPtr& filter);
+HRESULT MakeAudioSourceFilter(ThrowingComPtr<IBaseFilter>& filter);
 
 // g_pAviWriter's raw frame filter as the framework's source filter; raises
 // E_POINTER as a _com_error when there is no writer or no raw filter.

@@ -12,7 +12,7 @@ namespace {
 const wchar_t kFile[] = L".\\TavMovieMaker";
 
 struct EventSlot {
-  HANDLE CAviWriter::*field;
+  UniqueHandle CAviWriter::*field;
   const wchar_t* fieldName;
   const wchar_t* nameFormat;  // formatted with the writer ID; never given to the system
   BOOL initiallySignalled;
@@ -29,8 +29,9 @@ const EventSlot kEvents[] = {
 
 unsigned HandleBits(HANDLE h) { return static_cast<unsigned>(reinterpret_cast<uintptr_t>(h)); }
 
-void CloseLogged(const char* function, HANDLE handle, const wchar_t* fieldName) {
-  if (!CloseHandle(handle))
+// Closes the handle now (nothing when empty); a refused close is logged.
+void CloseLogged(const char* function, UniqueHandle& handle, const wchar_t* fieldName) {
+  if (!handle.Close())
     TAV_LOG(kFile, function, LOG_SEV_ERROR, 0, L"CloseHandle failed for %s, last_err=%08X ", fieldName,
             static_cast<unsigned>(GetLastError()));
 }
@@ -42,12 +43,12 @@ bool RecreateHandOverEvents(CAviWriter* writer, int id) {
   for (const EventSlot& slot : kEvents) {
     wchar_t name[260] = {};
     swprintf_s(name, 260, slot.nameFormat, id);
-    HANDLE& handle = writer->*slot.field;
+    UniqueHandle& handle = writer->*slot.field;
     if (handle) {
-      TAV_LOG(kFile, function, LOG_SEV_TRACE, 0, L"Closing %08x %s", HandleBits(handle), slot.fieldName);
+      TAV_LOG(kFile, function, LOG_SEV_TRACE, 0, L"Closing %08x %s", HandleBits(handle.Get()), slot.fieldName);
       CloseLogged(function, handle, slot.fieldName);
     }
-    handle = CreateEventW(nullptr, FALSE, slot.initiallySignalled, nullptr);
+    handle.Reset(CreateEventW(nullptr, FALSE, slot.initiallySignalled, nullptr));
     if (!handle) {
       TAV_LOG(kFile, function, LOG_SEV_ERROR, 0, L"CreateEvent");
       return false;
@@ -59,10 +60,10 @@ bool RecreateHandOverEvents(CAviWriter* writer, int id) {
 bool RecreateMainMutex(CAviWriter* writer) {
   const char* function = "TavMovieMakerInitEx";
   if (writer->m_hMainMutex) {
-    TAV_LOG(kFile, function, LOG_SEV_TRACE, 0, L"Closing %08X m_hMainMutex ", HandleBits(writer->m_hMainMutex));
+    TAV_LOG(kFile, function, LOG_SEV_TRACE, 0, L"Closing %08X m_hMainMutex ", HandleBits(writer->m_hMainMutex.Get()));
     CloseLogged(function, writer->m_hMainMutex, L"m_hMainMutex");
   }
-  writer->m_hMainMutex = CreateMutexW(nullptr, FALSE, L"AviWrt_MainMutex");
+  writer->m_hMainMutex.Reset(CreateMutexW(nullptr, FALSE, L"AviWrt_MainMutex"));
   if (!writer->m_hMainMutex) {
     TAV_LOG(kFile, function, LOG_SEV_ERROR, 0, L"CreateMutex");
     return false;
@@ -72,20 +73,15 @@ bool RecreateMainMutex(CAviWriter* writer) {
 
 void CloseWriterHandles(CAviWriter* writer) {
   const char* function = "TavMovieMakerRelease";
-  for (const EventSlot& slot : kEvents) {
-    HANDLE& handle = writer->*slot.field;
-    if (handle) CloseLogged(function, handle, slot.fieldName);
-  }
-  if (writer->m_hMainMutex) CloseLogged(function, writer->m_hMainMutex, L"m_hMainMutex");
-  for (const EventSlot& slot : kEvents) writer->*slot.field = nullptr;
-  writer->m_hMainMutex = nullptr;
+  for (const EventSlot& slot : kEvents) CloseLogged(function, writer->*slot.field, slot.fieldName);
+  CloseLogged(function, writer->m_hMainMutex, L"m_hMainMutex");
 }
 
 void ResetHandOverEvents(CAviWriter* writer) {
-  if (writer->m_hEventBufferDone) ResetEvent(writer->m_hEventBufferDone);
-  if (writer->m_hEventBufferReady) ResetEvent(writer->m_hEventBufferReady);
-  if (writer->m_hEventFrameReady) ResetEvent(writer->m_hEventFrameReady);
-  if (writer->m_hEventAudioBufferDone) ResetEvent(writer->m_hEventAudioBufferDone);
-  if (writer->m_hEventAudioBufferReady) ResetEvent(writer->m_hEventAudioBufferReady);
-  if (writer->m_hEventSampleReady) ResetEvent(writer->m_hEventFrameReady);  // not SampleReady: kept so
+  if (writer->m_hEventBufferDone) ResetEvent(writer->m_hEventBufferDone.Get());
+  if (writer->m_hEventBufferReady) ResetEvent(writer->m_hEventBufferReady.Get());
+  if (writer->m_hEventFrameReady) ResetEvent(writer->m_hEventFrameReady.Get());
+  if (writer->m_hEventAudioBufferDone) ResetEvent(writer->m_hEventAudioBufferDone.Get());
+  if (writer->m_hEventAudioBufferReady) ResetEvent(writer->m_hEventAudioBufferReady.Get());
+  if (writer->m_hEventSampleReady) ResetEvent(writer->m_hEventFrameReady.Get());  // not SampleReady: kept so
 }

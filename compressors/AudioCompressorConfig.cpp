@@ -7,7 +7,7 @@
 #include "compressors/CompressorChoices.h"
 #include "framework/MediaType.h"
 #include "log/Trace.h"
-#include "writer/ComPtrs.h"
+#include "writer/ThrowingComPtr.h"
 
 namespace {
 
@@ -27,7 +27,7 @@ const WAVEFORMATEX* WaveFormatOf(const AM_MEDIA_TYPE* type) {
 
 void AudioCompressorConfig(IBaseFilter* pCompressor) {
   TAV_LOG(kFile, kFunction, LOG_SEV_TRACE, 0, L"AudioCompressorConfig -> Enter");
-  IEnumPinsPtr pins;
+  ThrowingComPtr<IEnumPins> pins;
   HRESULT hr = pCompressor->EnumPins(&pins);
   if (FAILED(hr)) {
     TAV_LOG(kFile, kFunction, LOG_SEV_TRACE, 0, L"AudioCompressorConfig -> EnumPins faled err=%08X", hr);
@@ -36,12 +36,12 @@ void AudioCompressorConfig(IBaseFilter* pCompressor) {
 
   // Every pin is visited; the configuration of the last pin that answers
   // (for a compressor, its output pin) is the one used.
-  IAMStreamConfigPtr config;
+  ThrowingComPtr<IAMStreamConfig> config;
   int count = 0;
   int size = 0;
-  IPinPtr pin;
+  ThrowingComPtr<IPin> pin;
   while (pins->Next(1, &pin, nullptr) == S_OK) {
-    IAMStreamConfigPtr pinConfig(pin);
+    ThrowingComPtr<IAMStreamConfig> pinConfig(pin);
     if (!pinConfig) continue;
     config = pinConfig;
     config->GetNumberOfCapabilities(&count, &size);

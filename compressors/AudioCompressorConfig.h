@@ -3,6 +3,6 @@
 // Called by CAviWriter::MakeCaptureGraph on the thread that builds the graph.
 #pragma once
 
-#include "writer/ComPtrs.h"
+#include "writer/ThrowingComPtr.h"
 
 void AudioCompressorConfig(IBaseFilter* pCompressor);

@@ -4,14 +4,12 @@
 // FreeCompressorTable, which also releases the monikers.
 #pragma once
 
-#include <windows.h>
-#include <objidl.h>
+#include "writer/ThrowingComPtr.h"
 
 struct CompressorEntry {
-  wchar_t szName[260];  // zero-terminated friendly name
-  IMoniker* pMoniker;   // owned reference; null for the fixed "Uncompressed" entry
+  wchar_t szName[260];                // zero-terminated friendly name
+  ThrowingComPtr<IMoniker> pMoniker;  // null for the fixed "Uncompressed" entry
 };
 
-// Releases every non-null moniker of the first `count` entries and frees the
-// array. Null is allowed.
-void FreeCompressorTable(CompressorEntry* table, int count);
+// Frees the array, releasing its monikers. Null is allowed.
+void FreeCompressorTable(CompressorEntry* table);

@@ -26,17 +26,17 @@ struct EnumeratedTable {
 // enumerator), raise _com_error. The first `firstIndex` entries are left for
 // the caller; monikers without a readable "FriendlyName" are skipped.
 HRESULT EnumerateCategory(REFCLSID category, int firstIndex, EnumeratedTable& table) {
-  ICreateDevEnumPtr devEnum;
+  ThrowingComPtr<ICreateDevEnum> devEnum;
   HRESULT hr = devEnum.CreateInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_INPROC_SERVER);
   if (FAILED(hr) && hr != E_NOINTERFACE) _com_issue_error(hr);
   if (!devEnum) return E_FAIL;
 
-  IEnumMonikerPtr monikers;
+  ThrowingComPtr<IEnumMoniker> monikers;
   devEnum->CreateClassEnumerator(category, &monikers, 0);
 
   // Counting pass; the count starts at 1.
   int allocated = 1;
-  IMonikerPtr moniker;
+  ThrowingComPtr<IMoniker> moniker;
   while (monikers->Next(1, &moniker, nullptr) == S_OK) ++allocated;
   monikers->Reset();
 
@@ -45,7 +45,7 @@ HRESULT EnumerateCategory(REFCLSID category, int firstIndex, EnumeratedTable& ta
   const int limit = firstIndex == 0 ? allocated - 1 : allocated;
   int i = firstIndex;
   while (i < limit && monikers->Next(1, &moniker, nullptr) == S_OK) {
-    IPropertyBagPtr bag;
+    ThrowingComPtr<IPropertyBag> bag;
     if (FAILED(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag, reinterpret_cast<void**>(&bag)))) continue;
     VARIANT name;
     VariantInit(&name);
@@ -54,7 +54,6 @@ HRESULT EnumerateCategory(REFCLSID category, int firstIndex, EnumeratedTable& ta
       if (length > table.nMaxName) table.nMaxName = length;
       wcsncpy_s(table.pEntries[i].szName, 260, name.bstrVal, _TRUNCATE);
       table.pEntries[i].pMoniker = moniker;
-      table.pEntries[i].pMoniker->AddRef();
       ++i;
     }
     VariantClear(&name);
@@ -83,7 +82,7 @@ void CopyNames(const CompressorEntry* table, int tableCount, wchar_t** names, in
 void ReplaceTable(const CompressorTableRecords& records, int writerId, CompressorEntry*& table, int& count,
                   CompressorEntry* newTable, int newCount) {
   const bool stillListed = table != nullptr && records.HeldByAnotherRecord(writerId, table);
-  if (!stillListed) FreeCompressorTable(table, count);
+  if (!stillListed) FreeCompressorTable(table);
   table = newTable;
   count = newCount;
 }

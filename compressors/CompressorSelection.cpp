@@ -27,13 +27,13 @@ int FindEntry(const CompressorEntry* table, int count, const wchar_t* name) {
 
 // The entry's moniker as IMoniker (null without one); a failing
 // QueryInterface other than E_NOINTERFACE raises _com_error.
-IMonikerPtr EntryMoniker(const CompressorEntry& entry) {
-  if (entry.pMoniker == nullptr) return IMonikerPtr();
-  return IMonikerPtr(static_cast<IUnknown*>(entry.pMoniker));
+ThrowingComPtr<IMoniker> EntryMoniker(const CompressorEntry& entry) {
+  if (entry.pMoniker == nullptr) return ThrowingComPtr<IMoniker>();
+  return ThrowingComPtr<IMoniker>(static_cast<IUnknown*>(entry.pMoniker.GetInterfacePtr()));
 }
 
 // Releases `filter` and binds the moniker into it (null when binding fails).
-void BindFilter(IMoniker* moniker, IBaseFilterPtr& filter) {
+void BindFilter(IMoniker* moniker, ThrowingComPtr<IBaseFilter>& filter) {
   filter = nullptr;
   IBaseFilter* bound = nullptr;
   if (SUCCEEDED(moniker->BindToObject(nullptr, nullptr, IID_IBaseFilter, reinterpret_cast<void**>(&bound))))
@@ -83,12 +83,12 @@ HRESULT SetVideoCompressor(CompressorTableRecords& records, int writerId, const 
     return S_OK;
   }
 
-  IMonikerPtr moniker = EntryMoniker(writer.m_pVideoCompressors[i]);
+  ThrowingComPtr<IMoniker> moniker = EntryMoniker(writer.m_pVideoCompressors[i]);
   bool hasDialog = false;
   if (moniker) {
     BindFilter(moniker, writer.m_pVideoCompressor);
-    ISpecifyPropertyPagesPtr pages(writer.m_pVideoCompressor);
-    IAMVfwCompressDialogsPtr dialogs(writer.m_pVideoCompressor);
+    ThrowingComPtr<ISpecifyPropertyPages> pages(writer.m_pVideoCompressor);
+    ThrowingComPtr<IAMVfwCompressDialogs, &IID_IAMVfwCompressDialogs> dialogs(writer.m_pVideoCompressor);
     hasDialog = pages || dialogs;
   } else {
     writer.m_pVideoCompressor = nullptr;
@@ -126,7 +126,7 @@ HRESULT SetAudioCompressor(CompressorTableRecords& records, int writerId, const 
   writer.m_bAudioCompressed = 0;
   const int i = FindEntry(writer.m_pAudioCompressors, writer.m_nAudioCompressors, name);
   if (i >= 0) {
-    IMonikerPtr moniker = EntryMoniker(writer.m_pAudioCompressors[i]);
+    ThrowingComPtr<IMoniker> moniker = EntryMoniker(writer.m_pAudioCompressors[i]);
     if (moniker) BindFilter(moniker, writer.m_pAudioCompressor);
     else writer.m_pAudioCompressor = nullptr;
     writer.m_iAudioCompressor = i;

@@ -59,29 +59,29 @@ HRESULT STDMETHODCALLTYPE CAudioSource::InitParam2(int bitsPerSample, UINT id, U
   pPin->m_cDrop = 0;
 
   WCHAR szName[260];
-  if (pPin->m_hEventSampleReady == nullptr) {
+  if (!pPin->m_hEventSampleReady) {
     std::wmemset(szName, 0, 260);
     swprintf_s(szName, 260, L"Sample Ready %d", id);
-    pPin->m_hEventSampleReady = OpenEventW(EVENT_ALL_ACCESS, TRUE, szName);
-    if (pPin->m_hEventSampleReady == nullptr) {
+    pPin->m_hEventSampleReady.Reset(OpenEventW(EVENT_ALL_ACCESS, TRUE, szName));
+    if (!pPin->m_hEventSampleReady) {
       TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_ERROR, 0, L"m_pPin->m_hEventSampleReady == NULL");
       return S_FALSE;
     }
   }
-  if (pPin->m_hEventAudioBufferReady == nullptr) {
+  if (!pPin->m_hEventAudioBufferReady) {
     std::wmemset(szName, 0, 260);
     swprintf_s(szName, 260, L"Audio Buffer Ready %d", id);
-    pPin->m_hEventAudioBufferReady = OpenEventW(EVENT_ALL_ACCESS, TRUE, szName);
-    if (pPin->m_hEventAudioBufferReady == nullptr) {
+    pPin->m_hEventAudioBufferReady.Reset(OpenEventW(EVENT_ALL_ACCESS, TRUE, szName));
+    if (!pPin->m_hEventAudioBufferReady) {
       TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_ERROR, 0, L"m_pPin->m_hEventAudioBufferReady == NULL");
       return S_FALSE;
     }
   }
-  if (pPin->m_hEventAudioBufferDone == nullptr) {
+  if (!pPin->m_hEventAudioBufferDone) {
     std::wmemset(szName, 0, 260);
     swprintf_s(szName, 260, L"Audio Buffer Done %d", id);
-    pPin->m_hEventAudioBufferDone = OpenEventW(EVENT_ALL_ACCESS, TRUE, szName);
-    if (pPin->m_hEventAudioBufferDone == nullptr) {
+    pPin->m_hEventAudioBufferDone.Reset(OpenEventW(EVENT_ALL_ACCESS, TRUE, szName));
+    if (!pPin->m_hEventAudioBufferDone) {
       TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_ERROR, 0, L"m_pPin->m_hEventAudioBufferDone == NULL");
       return S_FALSE;
     }
@@ -93,13 +93,11 @@ HRESULT STDMETHODCALLTYPE CAudioSource::InitParam2(int bitsPerSample, UINT id, U
 HRESULT STDMETHODCALLTYPE CAudioSource::SetEventHandles(HANDLE hSampleReady, HANDLE hAudioBufferReady,
                                                         HANDLE hAudioBufferDone) {
   HANDLE hProcess = GetCurrentProcess();
-  HANDLE* targets[3] = {&m_pPin->m_hEventSampleReady, &m_pPin->m_hEventAudioBufferReady,
-                        &m_pPin->m_hEventAudioBufferDone};
+  UniqueHandle* targets[3] = {&m_pPin->m_hEventSampleReady, &m_pPin->m_hEventAudioBufferReady,
+                              &m_pPin->m_hEventAudioBufferDone};
   HANDLE sources[3] = {hSampleReady, hAudioBufferReady, hAudioBufferDone};
   for (int i = 0; i < 3; ++i) {
-    if (*targets[i] != nullptr) CloseHandle(*targets[i]);
-    *targets[i] = nullptr;
-    DuplicateHandle(hProcess, sources[i], hProcess, targets[i], 0, FALSE, DUPLICATE_SAME_ACCESS);
+    DuplicateHandle(hProcess, sources[i], hProcess, targets[i]->Put(), 0, FALSE, DUPLICATE_SAME_ACCESS);
   }
   return S_OK;
 }
@@ -169,7 +167,7 @@ HRESULT STDMETHODCALLTYPE CAudioSource::ReleaseFilterData() {
   static const char kFn[] = "CAudioSource::ReleaseFilterData";
   TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"CAudioSource::ReleaseFilterData -> Enter");
   m_pPin->m_bStop = TRUE;
-  SetEvent(m_pPin->m_hEventSampleReady);
+  SetEvent(m_pPin->m_hEventSampleReady.Get());
   TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"CAudioSource::ReleaseFilterData -> Leave");
   return S_OK;
 }

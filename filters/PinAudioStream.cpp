@@ -63,9 +63,6 @@ CPinAudioStream::CPinAudioStream(HRESULT* phr, CAudioSource* pFilter)
       m_uSampleSize(0),
       m_uTimeOffset(0),
       m_bStop(FALSE),
-      m_hEventSampleReady(nullptr),
-      m_hEventAudioBufferReady(nullptr),
-      m_hEventAudioBufferDone(nullptr),
       m_iSampleNumber(0),
       m_cFramesTotal(0),
       m_cDrop(0),
@@ -76,13 +73,9 @@ CPinAudioStream::CPinAudioStream(HRESULT* phr, CAudioSource* pFilter)
 CPinAudioStream::~CPinAudioStream() {
   TAV_LOG(AUDIO_FILE, "CPinAudioStream::~CPinAudioStream", LOG_SEV_TRACE, 0,
           L"CPinAudioStream::~CPinAudioStream -> Enter");
-  HANDLE* handles[3] = {&m_hEventAudioBufferDone, &m_hEventAudioBufferReady, &m_hEventSampleReady};
-  for (HANDLE* pHandle : handles) {
-    if (*pHandle != nullptr) {
-      CloseHandle(*pHandle);
-      *pHandle = nullptr;
-    }
-  }
+  m_hEventAudioBufferDone.Close();
+  m_hEventAudioBufferReady.Close();
+  m_hEventSampleReady.Close();
   m_mtStored.InitMediaType();
   TAV_LOG(AUDIO_FILE, "CPinAudioStream::~CPinAudioStream", LOG_SEV_TRACE, 0,
           L"CPinAudioStream::~CPinAudioStream -> Leave");
@@ -154,8 +147,8 @@ HRESULT CPinAudioStream::FillBuffer(IMediaSample* pSample) {
   TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"CPinAudioStream::FillBuffer -> Enter");
   if (pSample == nullptr) {
     // Delivery failed downstream: free a host thread waiting in the hand-over.
-    SetEvent(m_hEventAudioBufferReady);
-    SetEvent(m_hEventAudioBufferDone);
+    SetEvent(m_hEventAudioBufferReady.Get());
+    SetEvent(m_hEventAudioBufferDone.Get());
     TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_WARNING, 0, L"pSample==NULL");
     return S_OK;
   }
@@ -164,16 +157,16 @@ HRESULT CPinAudioStream::FillBuffer(IMediaSample* pSample) {
   if (pSample->GetMediaType(&pmtChanged) == S_OK) DeleteMediaType(pmtChanged);
 
   TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Enter m_hEventAudioBufferReady");
-  SetEvent(m_hEventAudioBufferReady);
+  SetEvent(m_hEventAudioBufferReady.Get());
   TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Leave m_hEventAudioBufferReady");
 
   TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"WaitForSingleObject->Enter m_hEventSampleReady");
-  WaitForSingleObject(m_hEventSampleReady, INFINITE);
+  WaitForSingleObject(m_hEventSampleReady.Get(), INFINITE);
   TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"WaitForSingleObject->Leave m_hEventSampleReady");
 
   if (m_bStop) {
     TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Enter m_hEventAudioBufferDone with m_bStop");
-    SetEvent(m_hEventAudioBufferDone);
+    SetEvent(m_hEventAudioBufferDone.Get());
     TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Leave m_hEventAudioBufferDone with m_bStop");
     TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"CPinAudioStream::FillBuffer -> Return 2");
     return S_FALSE;
@@ -200,7 +193,7 @@ HRESULT CPinAudioStream::FillBuffer(IMediaSample* pSample) {
   m_pSampleData = nullptr;
 
   TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Enter m_hEventAudioBufferDone");
-  SetEvent(m_hEventAudioBufferDone);
+  SetEvent(m_hEventAudioBufferDone.Get());
   TAV_LOG(AUDIO_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Leave m_hEventAudioBufferDone");
 
   BOOL bDiscontinuity = FALSE;

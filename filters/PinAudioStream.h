@@ -13,6 +13,7 @@
 #include <strmif.h>
 
 #include "framework/SourceStream.h"
+#include "framework/UniqueHandle.h"
 
 class CAudioSource;
 
@@ -53,18 +54,18 @@ class CPinAudioStream : public CSourceStream, public IKsPropertySet, public IAMS
   int EffectiveBuffersPerSecond() const;
 
   // Fields shared with the filter (see the thread note above).
-  BYTE* m_pSampleData;              // the pending block: the host's memory
-  UINT m_uSampleSize;               // bytes the host passed with it
-  unsigned __int64 m_uTimeOffset;   // the block's offset from the first one (not used for stamps)
-  BOOL m_bStop;                     // end of stream requested
-  HANDLE m_hEventSampleReady;       // set by the host: a block is stored
-  HANDLE m_hEventAudioBufferReady;  // set by the pin: it wants a block
-  HANDLE m_hEventAudioBufferDone;   // set by the pin: the host's block is free again
-  LONGLONG m_iSampleNumber;         // the next sample's slot
-  LONGLONG m_cFramesTotal;          // blocks counted, drops included
-  LONGLONG m_cDrop;                 // slots dropped before the pending block
-  UINT m_uWriterId;                 // the number in the event names
-  int m_iBuffersPerSecond;          // from InitParam2
-  CMediaType m_mtStored;            // the type from SetFormat (empty until then)
-  BYTE m_bFormatSet;                // SetFormat has stored a type
+  BYTE* m_pSampleData;                    // the pending block: the host's memory
+  UINT m_uSampleSize;                     // bytes the host passed with it
+  unsigned __int64 m_uTimeOffset;         // the block's offset from the first one (not used for stamps)
+  BOOL m_bStop;                           // end of stream requested
+  UniqueHandle m_hEventSampleReady;       // set by the host: a block is stored
+  UniqueHandle m_hEventAudioBufferReady;  // set by the pin: it wants a block
+  UniqueHandle m_hEventAudioBufferDone;   // set by the pin: the host's block is free again
+  LONGLONG m_iSampleNumber;               // the next sample's slot
+  LONGLONG m_cFramesTotal;                // blocks counted, drops included
+  LONGLONG m_cDrop;                       // slots dropped before the pending block
+  UINT m_uWriterId;                       // the number in the event names
+  int m_iBuffersPerSecond;                // from InitParam2
+  CMediaType m_mtStored;                  // the type from SetFormat (empty until then)
+  BYTE m_bFormatSet;                      // SetFormat has stored a type
 };

@@ -32,9 +32,6 @@ CPushPinReadRAW::CPushPinReadRAW(HRESULT* phr, CPushSourceReadRAW* pFilter)
       m_pFrameData(nullptr),
       m_iFrameSize(0),
       m_uWriterId(0),
-      m_hEventFrameReady(nullptr),
-      m_hEventBufferReady(nullptr),
-      m_hEventBufferDone(nullptr),
       m_bStop(FALSE),
       m_uReserved(0),
       m_bBottomUp(FALSE),
@@ -80,13 +77,9 @@ CPushPinReadRAW::~CPushPinReadRAW() {
           L"CPushPinReadRAW::~CPushPinReadRAW -> Enter");
   delete[] reinterpret_cast<DWORD*>(m_pbmi);
   m_pbmi = nullptr;
-  HANDLE* handles[3] = {&m_hEventBufferDone, &m_hEventBufferReady, &m_hEventFrameReady};
-  for (HANDLE* pHandle : handles) {
-    if (*pHandle != nullptr) {
-      CloseHandle(*pHandle);
-      *pHandle = nullptr;
-    }
-  }
+  m_hEventBufferDone.Close();
+  m_hEventBufferReady.Close();
+  m_hEventFrameReady.Close();
   TAV_LOG(READRAW_FILE, "CPushPinReadRAW::~CPushPinReadRAW", LOG_SEV_TRACE, 0,
           L"CPushPinReadRAW::~CPushPinReadRAW -> Leave");
 }
@@ -195,8 +188,8 @@ HRESULT CPushPinReadRAW::FillBuffer(IMediaSample* pSample) {
   TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"CPushPinReadRAW::FillBuffer -> Enter");
   if (pSample == nullptr) {
     // Delivery failed downstream: free a host thread waiting in the hand-over.
-    SetEvent(m_hEventBufferReady);
-    SetEvent(m_hEventBufferDone);
+    SetEvent(m_hEventBufferReady.Get());
+    SetEvent(m_hEventBufferDone.Get());
     TAV_LOG(READRAW_FILE, kFn, LOG_SEV_WARNING, 0, L"pSample==NULL");
     return S_OK;
   }
@@ -206,16 +199,16 @@ HRESULT CPushPinReadRAW::FillBuffer(IMediaSample* pSample) {
   if (pSample->GetMediaType(&pmtChanged) == S_OK) DeleteMediaType(pmtChanged);
 
   TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Enter m_hEventBufferReady");
-  SetEvent(m_hEventBufferReady);
+  SetEvent(m_hEventBufferReady.Get());
   TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Leave m_hEventBufferReady");
 
   TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"WaitForSingleObject->Enter m_hEventFrameReady");
-  WaitForSingleObject(m_hEventFrameReady, INFINITE);
+  WaitForSingleObject(m_hEventFrameReady.Get(), INFINITE);
   TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"WaitForSingleObject->Leave m_hEventFrameReady");
 
   if (m_bStop) {
     TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Enter m_hEventBufferDone with m_bStop");
-    SetEvent(m_hEventBufferDone);
+    SetEvent(m_hEventBufferDone.Get());
     TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Leave m_hEventBufferDone with m_bStop");
     TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"Total frames written: %d, dropped: %d", m_cFramesTotal,
             m_cDroppedTotal);
@@ -239,7 +232,7 @@ HRESULT CPushPinReadRAW::FillBuffer(IMediaSample* pSample) {
   m_pFrameData = nullptr;
 
   TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Enter m_hEventBufferDone");
-  SetEvent(m_hEventBufferDone);
+  SetEvent(m_hEventBufferDone.Get());
   TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"SetEvent->Leave m_hEventBufferDone");
 
   // Frame slots: the sample after a gap is a discontinuity and no sync point.

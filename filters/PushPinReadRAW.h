@@ -16,6 +16,7 @@
 #include <strmif.h>
 
 #include "framework/SourceStream.h"
+#include "framework/UniqueHandle.h"
 
 class CPushSourceReadRAW;
 
@@ -57,24 +58,24 @@ class CPushPinReadRAW : public CSourceStream, public IKsPropertySet, public IAMS
   static RGBQUAD s_GreyPalette[256];
 
   // Fields shared with the filter (see the thread note above).
-  BITMAPINFOHEADER* m_pbmi;        // the frame header (a 44-byte block), owned
-  BYTE* m_pFrameData;              // the pending frame: the host's memory
-  int m_iFrameSize;                // bytes the host passed with it
-  UINT m_uWriterId;                // the number in the event names
-  HANDLE m_hEventFrameReady;       // set by the host: a frame is stored
-  HANDLE m_hEventBufferReady;      // set by the pin: it wants a frame
-  HANDLE m_hEventBufferDone;       // set by the pin: the host's frame is free again
-  BOOL m_bStop;                    // end of stream requested
-  UINT m_uReserved;                // from InitParam2, read nowhere
-  BOOL m_bBottomUp;                // negative height: copy rows in reverse order
-  UINT m_cDrop;                    // frame slots dropped before the pending frame
-  UINT m_cFramesTotal;             // frame slots counted so far, drops included
-  int m_iUnused;                   // zeroed, never used
-  int m_cDroppedTotal;             // zeroed, never incremented ("dropped" in the totals line)
-  int m_iSampleNumber;             // the next sample's frame slot
-  UINT m_uPixelFormat;             // pixel-format code
-  unsigned __int64 m_uTimeOffset;  // the pending frame's offset from the first frame
-  LONGLONG m_rtFrameLength;        // 100-ns units per frame (at least 1)
+  BITMAPINFOHEADER* m_pbmi;          // the frame header (a 44-byte block), owned
+  BYTE* m_pFrameData;                // the pending frame: the host's memory
+  int m_iFrameSize;                  // bytes the host passed with it
+  UINT m_uWriterId;                  // the number in the event names
+  UniqueHandle m_hEventFrameReady;   // set by the host: a frame is stored
+  UniqueHandle m_hEventBufferReady;  // set by the pin: it wants a frame
+  UniqueHandle m_hEventBufferDone;   // set by the pin: the host's frame is free again
+  BOOL m_bStop;                      // end of stream requested
+  UINT m_uReserved;                  // from InitParam2, read nowhere
+  BOOL m_bBottomUp;                  // negative height: copy rows in reverse order
+  UINT m_cDrop;                      // frame slots dropped before the pending frame
+  UINT m_cFramesTotal;               // frame slots counted so far, drops included
+  int m_iUnused;                     // zeroed, never used
+  int m_cDroppedTotal;               // zeroed, never incremented ("dropped" in the totals line)
+  int m_iSampleNumber;               // the next sample's frame slot
+  UINT m_uPixelFormat;               // pixel-format code
+  unsigned __int64 m_uTimeOffset;    // the pending frame's offset from the first frame
+  LONGLONG m_rtFrameLength;          // 100-ns units per frame (at least 1)
 
  private:
   // Copies the pending frame into pDst (cbDst bytes available).

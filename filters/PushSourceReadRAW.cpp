@@ -155,29 +155,29 @@ HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::InitParam2(UINT width, int height,
   DeleteMediaType(pmt);
 
   WCHAR szName[260];
-  if (pPin->m_hEventFrameReady == nullptr) {
+  if (!pPin->m_hEventFrameReady) {
     std::wmemset(szName, 0, 260);
     swprintf_s(szName, 260, L"Frame Ready %d", id);
-    pPin->m_hEventFrameReady = OpenEventW(EVENT_ALL_ACCESS, TRUE, szName);
-    if (pPin->m_hEventFrameReady == nullptr) {
+    pPin->m_hEventFrameReady.Reset(OpenEventW(EVENT_ALL_ACCESS, TRUE, szName));
+    if (!pPin->m_hEventFrameReady) {
       TAV_LOG(READRAW_FILE, kFn, LOG_SEV_ERROR, 0, L"m_pPin->m_hEventFrameReady == NULL");
       return S_FALSE;
     }
   }
-  if (pPin->m_hEventBufferReady == nullptr) {
+  if (!pPin->m_hEventBufferReady) {
     std::wmemset(szName, 0, 260);
     swprintf_s(szName, 260, L"Buffer Ready %d", id);
-    pPin->m_hEventBufferReady = OpenEventW(EVENT_ALL_ACCESS, TRUE, szName);
-    if (pPin->m_hEventBufferReady == nullptr) {
+    pPin->m_hEventBufferReady.Reset(OpenEventW(EVENT_ALL_ACCESS, TRUE, szName));
+    if (!pPin->m_hEventBufferReady) {
       TAV_LOG(READRAW_FILE, kFn, LOG_SEV_ERROR, 0, L"m_pPin->m_hEventBufferReady == NULL");
       return S_FALSE;
     }
   }
-  if (pPin->m_hEventBufferDone == nullptr) {
+  if (!pPin->m_hEventBufferDone) {
     std::wmemset(szName, 0, 260);
     swprintf_s(szName, 260, L"Buffer Done %d", id);
-    pPin->m_hEventBufferDone = OpenEventW(EVENT_ALL_ACCESS, TRUE, szName);
-    if (pPin->m_hEventBufferDone == nullptr) {
+    pPin->m_hEventBufferDone.Reset(OpenEventW(EVENT_ALL_ACCESS, TRUE, szName));
+    if (!pPin->m_hEventBufferDone) {
       TAV_LOG(READRAW_FILE, kFn, LOG_SEV_ERROR, 0, L"m_pPin->m_hEventBufferDone == NULL");
       return S_FALSE;
     }
@@ -190,12 +190,10 @@ HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::InitParam2(UINT width, int height,
 HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::SetEventHandles(HANDLE hFrameReady, HANDLE hBufferReady,
                                                               HANDLE hBufferDone) {
   HANDLE hProcess = GetCurrentProcess();
-  HANDLE* targets[3] = {&m_pPin->m_hEventFrameReady, &m_pPin->m_hEventBufferReady, &m_pPin->m_hEventBufferDone};
+  UniqueHandle* targets[3] = {&m_pPin->m_hEventFrameReady, &m_pPin->m_hEventBufferReady, &m_pPin->m_hEventBufferDone};
   HANDLE sources[3] = {hFrameReady, hBufferReady, hBufferDone};
   for (int i = 0; i < 3; ++i) {
-    if (*targets[i] != nullptr) CloseHandle(*targets[i]);
-    *targets[i] = nullptr;
-    DuplicateHandle(hProcess, sources[i], hProcess, targets[i], 0, FALSE, DUPLICATE_SAME_ACCESS);
+    DuplicateHandle(hProcess, sources[i], hProcess, targets[i]->Put(), 0, FALSE, DUPLICATE_SAME_ACCESS);
   }
   return S_OK;
 }
@@ -302,7 +300,7 @@ HRESULT STDMETHODCALLTYPE CPushSourceReadRAW::ReleaseFilterData() {
   TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"CPushSourceReadRAW::ReleaseFilterData -> Enter");
   m_pPin->m_bStop = TRUE;
   // Wakes a streaming thread that waits for a frame; it ends the stream.
-  SetEvent(m_pPin->m_hEventFrameReady);
+  SetEvent(m_pPin->m_hEventFrameReady.Get());
   TAV_LOG(READRAW_FILE, kFn, LOG_SEV_TRACE, 0, L"CPushSourceReadRAW::ReleaseFilterData -> Leave");
   return S_OK;
 }

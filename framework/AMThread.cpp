@@ -1,8 +1,7 @@
 #include "framework/AMThread.h"
 
 CAMThread::CAMThread(HRESULT* phr)
-    : m_hThread(nullptr),
-      m_EventSend(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+    : m_EventSend(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
       m_EventComplete(CreateEventW(nullptr, FALSE, FALSE, nullptr)),
       m_dwParam(0),
       m_dwReturnVal(0) {
@@ -11,41 +10,33 @@ CAMThread::CAMThread(HRESULT* phr)
   }
 }
 
-CAMThread::~CAMThread() {
-  if (m_hThread != nullptr) CloseHandle(m_hThread);
-}
-
 DWORD WINAPI CAMThread::InitialThreadProc(LPVOID pv) { return static_cast<CAMThread*>(pv)->ThreadProc(); }
 
-BOOL CAMThread::ThreadIsRunning() const {
-  return m_hThread != nullptr && WaitForSingleObject(m_hThread, 0) == WAIT_TIMEOUT;
-}
+BOOL CAMThread::ThreadIsRunning() const { return m_hThread && WaitForSingleObject(m_hThread.Get(), 0) == WAIT_TIMEOUT; }
 
 BOOL CAMThread::Create() {
   CAutoLock lock(&m_AccessLock);
-  if (m_hThread != nullptr) {
-    if (WaitForSingleObject(m_hThread, 0) == WAIT_TIMEOUT) return FALSE;
-    CloseHandle(m_hThread);
-    m_hThread = nullptr;
+  if (m_hThread) {
+    if (WaitForSingleObject(m_hThread.Get(), 0) == WAIT_TIMEOUT) return FALSE;
+    m_hThread.Close();
   }
   DWORD threadId = 0;
-  m_hThread = CreateThread(nullptr, 0, InitialThreadProc, this, 0, &threadId);
-  return m_hThread != nullptr;
+  m_hThread.Reset(CreateThread(nullptr, 0, InitialThreadProc, this, 0, &threadId));
+  return m_hThread.IsValid();
 }
 
 DWORD CAMThread::CallWorker(DWORD dwParam) {
   CAutoLock lock(&m_AccessLock);
-  if (m_hThread == nullptr) return static_cast<DWORD>(E_FAIL);
-  if (WaitForSingleObject(m_hThread, 0) != WAIT_TIMEOUT) {
-    CloseHandle(m_hThread);
-    m_hThread = nullptr;
+  if (!m_hThread) return static_cast<DWORD>(E_FAIL);
+  if (WaitForSingleObject(m_hThread.Get(), 0) != WAIT_TIMEOUT) {
+    m_hThread.Close();
     return static_cast<DWORD>(E_FAIL);
   }
   m_dwParam = dwParam;
   SetEvent(m_EventSend.Get());
   // Wait for the reply. The thread handle is watched too, so a worker that
   // ends without answering cannot leave the caller waiting for ever.
-  HANDLE handles[2] = {m_EventComplete.Get(), m_hThread};
+  HANDLE handles[2] = {m_EventComplete.Get(), m_hThread.Get()};
   DWORD w = WaitForMultipleObjects(2, handles, FALSE, INFINITE);
   if (w != WAIT_OBJECT_0) {
     ResetEvent(m_EventSend.Get());
@@ -55,11 +46,8 @@ DWORD CAMThread::CallWorker(DWORD dwParam) {
 }
 
 void CAMThread::Close() {
-  HANDLE hThread = static_cast<HANDLE>(InterlockedExchangePointer(&m_hThread, nullptr));
-  if (hThread != nullptr) {
-    WaitForSingleObject(hThread, INFINITE);
-    CloseHandle(hThread);
-  }
+  UniqueHandle thread(m_hThread.ReleaseAtomically());
+  if (thread) WaitForSingleObject(thread.Get(), INFINITE);
 }
 
 DWORD CAMThread::GetRequest() {

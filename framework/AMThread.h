@@ -22,7 +22,7 @@ class CAMThread {
 
   // The worker's body; its result is the thread's exit code.
   virtual DWORD ThreadProc() = 0;
-  virtual ~CAMThread();  // closes the thread handle (without waiting); the events close themselves
+  virtual ~CAMThread() = default;  // the handles close themselves; the thread is not waited for
 
   CAMThread(const CAMThread&) = delete;
   CAMThread& operator=(const CAMThread&) = delete;
@@ -36,7 +36,7 @@ class CAMThread {
   // Waits for the thread to end and closes its handle.
   void Close();
   // True while a thread handle is held (the thread may have ended).
-  BOOL ThreadExists() const { return m_hThread != nullptr; }
+  BOOL ThreadExists() const { return m_hThread.IsValid(); }
   // True when the held thread has not ended yet.
   BOOL ThreadIsRunning() const;
 
@@ -54,9 +54,9 @@ class CAMThread {
   CCritSec m_WorkerLock;  // for the worker's own use
 
  protected:
-  // Raw, closed by hand: Close hands it over with one atomic exchange, so two
-  // callers never both wait on it and close it.
-  HANDLE m_hThread;
+  // Close takes it out with one atomic exchange, so two callers never both
+  // wait on it and close it.
+  UniqueHandle m_hThread;
   UniqueHandle m_EventSend;
   UniqueHandle m_EventComplete;
   DWORD m_dwParam;

@@ -12,7 +12,6 @@
 CBaseFilter::CBaseFilter(const wchar_t* pName, IUnknown* pUnk, CCritSec* pLock, REFCLSID clsid)
     : CUnknown(pName, pUnk),
       m_State(State_Stopped),
-      m_pClock(nullptr),
       m_tStart(0),
       m_clsid(clsid),
       m_pLock(pLock),
@@ -23,7 +22,7 @@ CBaseFilter::CBaseFilter(const wchar_t* pName, IUnknown* pUnk, CCritSec* pLock, 
 
 CBaseFilter::~CBaseFilter() {
   delete[] m_pName;
-  if (m_pClock != nullptr) m_pClock->Release();
+  m_pClock.Reset();
 }
 
 HRESULT STDMETHODCALLTYPE CBaseFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
@@ -100,17 +99,15 @@ HRESULT STDMETHODCALLTYPE CBaseFilter::GetState(DWORD, FILTER_STATE* State) {
 
 HRESULT STDMETHODCALLTYPE CBaseFilter::SetSyncSource(IReferenceClock* pClock) {
   CAutoLock lock(m_pLock);
-  if (pClock != nullptr) pClock->AddRef();
-  if (m_pClock != nullptr) m_pClock->Release();
-  m_pClock = pClock;
+  m_pClock.Reset(pClock);
   return S_OK;
 }
 
 HRESULT STDMETHODCALLTYPE CBaseFilter::GetSyncSource(IReferenceClock** pClock) {
   if (pClock == nullptr) return E_POINTER;
   CAutoLock lock(m_pLock);
-  *pClock = m_pClock;
-  if (m_pClock != nullptr) m_pClock->AddRef();
+  *pClock = m_pClock.Get();
+  if (m_pClock) m_pClock->AddRef();
   return S_OK;
 }
 
@@ -156,10 +153,9 @@ HRESULT STDMETHODCALLTYPE CBaseFilter::JoinFilterGraph(IFilterGraph* pGraph, LPC
   m_pGraph = pGraph;
   m_pSink = nullptr;
   if (pGraph != nullptr) {
-    IMediaEventSink* pSink = nullptr;
-    if (SUCCEEDED(pGraph->QueryInterface(IID_IMediaEventSink, reinterpret_cast<void**>(&pSink)))) {
-      m_pSink = pSink;
-      pSink->Release();
+    NonThrowingComPtr<IMediaEventSink> pSink;
+    if (SUCCEEDED(pGraph->QueryInterface(IID_IMediaEventSink, reinterpret_cast<void**>(pSink.Put())))) {
+      m_pSink = pSink.Get();  // weak, as the graph is
     }
   }
   delete[] m_pName;
@@ -189,11 +185,9 @@ HRESULT CBaseFilter::NotifyEvent(long EventCode, LONG_PTR EventParam1, LONG_PTR 
 
 HRESULT CBaseFilter::ReconnectPin(IPin* pPin, const AM_MEDIA_TYPE* pmt) {
   if (m_pGraph == nullptr) return VFW_E_NOT_IN_GRAPH;
-  IFilterGraph2* pGraph2 = nullptr;
-  if (SUCCEEDED(m_pGraph->QueryInterface(IID_IFilterGraph2, reinterpret_cast<void**>(&pGraph2)))) {
-    HRESULT hr = pGraph2->ReconnectEx(pPin, pmt);
-    pGraph2->Release();
-    return hr;
+  NonThrowingComPtr<IFilterGraph2> pGraph2;
+  if (SUCCEEDED(m_pGraph->QueryInterface(IID_IFilterGraph2, reinterpret_cast<void**>(pGraph2.Put())))) {
+    return pGraph2->ReconnectEx(pPin, pmt);
   }
   return m_pGraph->Reconnect(pPin);
 }

@@ -13,6 +13,7 @@
 #include <vfwmsgs.h>
 
 #include "framework/CritSec.h"
+#include "framework/NonThrowingComPtr.h"
 #include "framework/Unknown.h"
 
 class CBasePin;
@@ -73,9 +74,9 @@ class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
   IFilterGraph* Graph() const { return m_pGraph; }
 
  protected:
-  FILTER_STATE m_State;       // stopped 0, paused 1, running 2
-  IReferenceClock* m_pClock;  // counted reference, may be null
-  REFERENCE_TIME m_tStart;    // stream start time given to Run
+  FILTER_STATE m_State;                         // stopped 0, paused 1, running 2
+  NonThrowingComPtr<IReferenceClock> m_pClock;  // may be null
+  REFERENCE_TIME m_tStart;                      // stream start time given to Run
   CLSID m_clsid;
   CCritSec* m_pLock;         // the filter lock; not owned
   WCHAR* m_pName;            // name in the graph, owned (new[])

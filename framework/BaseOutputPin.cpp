@@ -2,40 +2,35 @@
 
 #include <uuids.h>
 
+#include <utility>
+
 CBaseOutputPin::CBaseOutputPin(const wchar_t* pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr,
                                const wchar_t* pPinName)
-    : CBasePin(pObjectName, pFilter, pLock, phr, pPinName, PINDIR_OUTPUT),
-      m_pAllocator(nullptr),
-      m_pInputPin(nullptr) {}
+    : CBasePin(pObjectName, pFilter, pLock, phr, pPinName, PINDIR_OUTPUT) {}
 
 CBaseOutputPin::~CBaseOutputPin() { BreakConnect(); }
 
 HRESULT CBaseOutputPin::CheckConnect(IPin* pPin) {
   HRESULT hr = CBasePin::CheckConnect(pPin);
   if (FAILED(hr)) return hr;
-  IMemInputPin* pInputPin = nullptr;
-  hr = pPin->QueryInterface(IID_IMemInputPin, reinterpret_cast<void**>(&pInputPin));
+  NonThrowingComPtr<IMemInputPin> pInputPin;
+  hr = pPin->QueryInterface(IID_IMemInputPin, reinterpret_cast<void**>(pInputPin.Put()));
   if (FAILED(hr)) return hr;
-  if (m_pInputPin != nullptr) m_pInputPin->Release();
-  m_pInputPin = pInputPin;
+  m_pInputPin = std::move(pInputPin);
   return S_OK;
 }
 
 HRESULT CBaseOutputPin::CompleteConnect(IPin*) {
-  if (m_pInputPin == nullptr) return VFW_E_NO_TRANSPORT;
-  return DecideAllocator(m_pInputPin, &m_pAllocator);
+  if (!m_pInputPin) return VFW_E_NO_TRANSPORT;
+  return DecideAllocator(m_pInputPin.Get(), m_pAllocator.Put());
 }
 
 HRESULT CBaseOutputPin::BreakConnect() {
-  if (m_pAllocator != nullptr) {
+  if (m_pAllocator) {
     m_pAllocator->Decommit();
-    m_pAllocator->Release();
-    m_pAllocator = nullptr;
+    m_pAllocator.Reset();
   }
-  if (m_pInputPin != nullptr) {
-    m_pInputPin->Release();
-    m_pInputPin = nullptr;
-  }
+  m_pInputPin.Reset();
   return S_OK;
 }
 
@@ -46,59 +41,57 @@ HRESULT CBaseOutputPin::DecideAllocator(IMemInputPin* pPin, IMemAllocator** ppAl
   if (prop.cbAlign == 0) prop.cbAlign = 1;
 
   // The input pin's allocator first.
-  HRESULT hr = pPin->GetAllocator(ppAlloc);
-  if (SUCCEEDED(hr) && *ppAlloc != nullptr) {
-    hr = DecideBufferSize(*ppAlloc, &prop);
+  NonThrowingComPtr<IMemAllocator> pAlloc;
+  HRESULT hr = pPin->GetAllocator(pAlloc.Put());
+  if (SUCCEEDED(hr) && pAlloc) {
+    hr = DecideBufferSize(pAlloc.Get(), &prop);
     if (SUCCEEDED(hr)) {
-      hr = pPin->NotifyAllocator(*ppAlloc, FALSE);
-      if (SUCCEEDED(hr)) return S_OK;
+      hr = pPin->NotifyAllocator(pAlloc.Get(), FALSE);
+      if (SUCCEEDED(hr)) {
+        *ppAlloc = pAlloc.Detach();
+        return S_OK;
+      }
     }
-  }
-  if (*ppAlloc != nullptr) {
-    (*ppAlloc)->Release();
-    *ppAlloc = nullptr;
   }
 
   // Then one of our own.
   hr = CoCreateInstance(CLSID_MemoryAllocator, nullptr, CLSCTX_INPROC_SERVER, IID_IMemAllocator,
-                        reinterpret_cast<void**>(ppAlloc));
-  if (FAILED(hr)) {
-    *ppAlloc = nullptr;
-    return hr;
-  }
-  hr = DecideBufferSize(*ppAlloc, &prop);
+                        reinterpret_cast<void**>(pAlloc.Put()));
+  if (FAILED(hr)) return hr;
+  hr = DecideBufferSize(pAlloc.Get(), &prop);
   if (SUCCEEDED(hr)) {
-    hr = pPin->NotifyAllocator(*ppAlloc, FALSE);
-    if (SUCCEEDED(hr)) return S_OK;
+    hr = pPin->NotifyAllocator(pAlloc.Get(), FALSE);
+    if (SUCCEEDED(hr)) {
+      *ppAlloc = pAlloc.Detach();
+      return S_OK;
+    }
   }
-  (*ppAlloc)->Release();
-  *ppAlloc = nullptr;
   return hr;
 }
 
 HRESULT CBaseOutputPin::GetDeliveryBuffer(IMediaSample** ppSample, REFERENCE_TIME* pStartTime, REFERENCE_TIME* pEndTime,
                                           DWORD dwFlags) {
-  if (m_pAllocator == nullptr) return E_NOINTERFACE;
+  if (!m_pAllocator) return E_NOINTERFACE;
   return m_pAllocator->GetBuffer(ppSample, pStartTime, pEndTime, dwFlags);
 }
 
 HRESULT CBaseOutputPin::Deliver(IMediaSample* pSample) {
-  if (m_pInputPin == nullptr) return VFW_E_NOT_CONNECTED;
+  if (!m_pInputPin) return VFW_E_NOT_CONNECTED;
   return m_pInputPin->Receive(pSample);
 }
 
 HRESULT CBaseOutputPin::DeliverEndOfStream() {
-  if (m_Connected == nullptr) return VFW_E_NOT_CONNECTED;
+  if (!m_Connected) return VFW_E_NOT_CONNECTED;
   return m_Connected->EndOfStream();
 }
 
 HRESULT CBaseOutputPin::Active() {
-  if (m_pAllocator == nullptr) return VFW_E_NO_ALLOCATOR;
+  if (!m_pAllocator) return VFW_E_NO_ALLOCATOR;
   return m_pAllocator->Commit();
 }
 
 HRESULT CBaseOutputPin::Inactive() {
-  if (m_pAllocator == nullptr) return VFW_E_NO_ALLOCATOR;
+  if (!m_pAllocator) return VFW_E_NO_ALLOCATOR;
   return m_pAllocator->Decommit();
 }
 

@@ -47,9 +47,9 @@ class CBaseOutputPin : public CBasePin {
   HRESULT STDMETHODCALLTYPE BeginFlush() override;   // E_UNEXPECTED
   HRESULT STDMETHODCALLTYPE EndFlush() override;     // E_UNEXPECTED
 
-  IMemAllocator* Allocator() const { return m_pAllocator; }  // no reference added
+  IMemAllocator* Allocator() const { return m_pAllocator.Get(); }  // no reference added
 
  protected:
-  IMemAllocator* m_pAllocator;  // counted reference, null when unconnected
-  IMemInputPin* m_pInputPin;    // counted reference to the peer's IMemInputPin
+  NonThrowingComPtr<IMemAllocator> m_pAllocator;  // null when unconnected
+  NonThrowingComPtr<IMemInputPin> m_pInputPin;    // the peer's IMemInputPin
 };

@@ -11,7 +11,6 @@ CBasePin::CBasePin(const wchar_t* pObjectName, CBaseFilter* pFilter, CCritSec* p
                    const wchar_t* pPinName, PIN_DIRECTION dir)
     : CUnknown(pObjectName, nullptr),
       m_pName(nullptr),
-      m_Connected(nullptr),
       m_dir(dir),
       m_pFilter(pFilter),
       m_pLock(pLock),
@@ -32,10 +31,7 @@ CBasePin::CBasePin(const wchar_t* pObjectName, CBaseFilter* pFilter, CCritSec* p
 }
 
 CBasePin::~CBasePin() {
-  if (m_Connected != nullptr) {
-    m_Connected->Release();
-    m_Connected = nullptr;
-  }
+  m_Connected.Reset();
   delete[] m_pName;
 }
 
@@ -55,7 +51,7 @@ bool CBasePin::IsStopped() { return m_pFilter->IsStopped(); }
 HRESULT STDMETHODCALLTYPE CBasePin::Connect(IPin* pReceivePin, const AM_MEDIA_TYPE* pmt) {
   if (pReceivePin == nullptr) return E_POINTER;
   CAutoLock lock(m_pLock);
-  if (m_Connected != nullptr) return VFW_E_ALREADY_CONNECTED;
+  if (m_Connected) return VFW_E_ALREADY_CONNECTED;
   if (!IsStopped()) return VFW_E_NOT_STOPPED;
   CMediaType partial;
   if (pmt != nullptr && !partial.Set(*pmt)) return E_OUTOFMEMORY;
@@ -68,11 +64,11 @@ HRESULT CBasePin::AgreeMediaType(IPin* pReceivePin, const CMediaType* pmt) {
   HRESULT hrFailure = VFW_E_NO_ACCEPTABLE_TYPES;
   // Our own types first, then the peer's.
   for (int pass = 0; pass < 2; ++pass) {
-    IEnumMediaTypes* pEnum = nullptr;
-    HRESULT hr = pass == 0 ? EnumMediaTypes(&pEnum) : pReceivePin->EnumMediaTypes(&pEnum);
-    if (SUCCEEDED(hr) && pEnum != nullptr) {
-      hr = TryMediaTypes(pReceivePin, pmt, pEnum);
-      pEnum->Release();
+    NonThrowingComPtr<IEnumMediaTypes> pEnum;
+    HRESULT hr = pass == 0 ? EnumMediaTypes(pEnum.Put()) : pReceivePin->EnumMediaTypes(pEnum.Put());
+    if (SUCCEEDED(hr) && pEnum) {
+      hr = TryMediaTypes(pReceivePin, pmt, pEnum.Get());
+      pEnum.Reset();
       if (SUCCEEDED(hr)) return S_OK;
       // Keep a specific reason over the generic one.
       if (hr != E_FAIL && hr != E_INVALIDARG && hr != VFW_E_TYPE_NOT_ACCEPTED) hrFailure = hr;
@@ -113,8 +109,7 @@ HRESULT CBasePin::AttemptConnection(IPin* pReceivePin, const CMediaType* pmt) {
     BreakConnect();
     return SUCCEEDED(hr) ? VFW_E_TYPE_NOT_ACCEPTED : hr;
   }
-  m_Connected = pReceivePin;
-  m_Connected->AddRef();
+  m_Connected.Reset(pReceivePin);
   hr = SetMediaType(pmt);
   if (SUCCEEDED(hr)) {
     hr = pReceivePin->ReceiveConnection(static_cast<IPin*>(this), pmt);
@@ -125,8 +120,7 @@ HRESULT CBasePin::AttemptConnection(IPin* pReceivePin, const CMediaType* pmt) {
     }
   }
   BreakConnect();
-  m_Connected->Release();
-  m_Connected = nullptr;
+  m_Connected.Reset();
   m_mt.InitMediaType();
   return FAILED(hr) ? hr : VFW_E_TYPE_NOT_ACCEPTED;
 }
@@ -134,7 +128,7 @@ HRESULT CBasePin::AttemptConnection(IPin* pReceivePin, const CMediaType* pmt) {
 HRESULT STDMETHODCALLTYPE CBasePin::ReceiveConnection(IPin* pConnector, const AM_MEDIA_TYPE* pmt) {
   if (pConnector == nullptr || pmt == nullptr) return E_POINTER;
   CAutoLock lock(m_pLock);
-  if (m_Connected != nullptr) return VFW_E_ALREADY_CONNECTED;
+  if (m_Connected) return VFW_E_ALREADY_CONNECTED;
   if (!IsStopped()) return VFW_E_NOT_STOPPED;
   HRESULT hr = CheckConnect(pConnector);
   if (FAILED(hr)) {
@@ -151,16 +145,14 @@ HRESULT STDMETHODCALLTYPE CBasePin::ReceiveConnection(IPin* pConnector, const AM
     BreakConnect();
     return VFW_E_TYPE_NOT_ACCEPTED;
   }
-  m_Connected = pConnector;
-  m_Connected->AddRef();
+  m_Connected.Reset(pConnector);
   hr = SetMediaType(&mt);
   if (SUCCEEDED(hr)) {
     hr = CompleteConnect(pConnector);
     if (SUCCEEDED(hr)) return S_OK;
   }
   BreakConnect();
-  m_Connected->Release();
-  m_Connected = nullptr;
+  m_Connected.Reset();
   m_mt.InitMediaType();
   return hr;
 }
@@ -168,11 +160,10 @@ HRESULT STDMETHODCALLTYPE CBasePin::ReceiveConnection(IPin* pConnector, const AM
 HRESULT STDMETHODCALLTYPE CBasePin::Disconnect() {
   CAutoLock lock(m_pLock);
   if (!IsStopped()) return VFW_E_NOT_STOPPED;
-  if (m_Connected == nullptr) return S_FALSE;
+  if (!m_Connected) return S_FALSE;
   HRESULT hr = BreakConnect();
   if (FAILED(hr)) return hr;
-  m_Connected->Release();
-  m_Connected = nullptr;
+  m_Connected.Reset();
   m_mt.InitMediaType();
   return S_OK;
 }
@@ -180,8 +171,8 @@ HRESULT STDMETHODCALLTYPE CBasePin::Disconnect() {
 HRESULT STDMETHODCALLTYPE CBasePin::ConnectedTo(IPin** ppPin) {
   if (ppPin == nullptr) return E_POINTER;
   CAutoLock lock(m_pLock);
-  *ppPin = m_Connected;
-  if (m_Connected == nullptr) return VFW_E_NOT_CONNECTED;
+  *ppPin = m_Connected.Get();
+  if (!m_Connected) return VFW_E_NOT_CONNECTED;
   m_Connected->AddRef();
   return S_OK;
 }
@@ -189,7 +180,7 @@ HRESULT STDMETHODCALLTYPE CBasePin::ConnectedTo(IPin** ppPin) {
 HRESULT STDMETHODCALLTYPE CBasePin::ConnectionMediaType(AM_MEDIA_TYPE* pmt) {
   if (pmt == nullptr) return E_POINTER;
   CAutoLock lock(m_pLock);
-  if (m_Connected == nullptr) {
+  if (!m_Connected) {
     std::memset(pmt, 0, sizeof(*pmt));
     return VFW_E_NOT_CONNECTED;
   }

@@ -19,6 +19,7 @@
 
 #include "framework/CritSec.h"
 #include "framework/MediaType.h"
+#include "framework/NonThrowingComPtr.h"
 #include "framework/Unknown.h"
 
 class CBaseFilter;
@@ -78,8 +79,8 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   // The filter starts running at stream time tStart.
   virtual HRESULT Run(REFERENCE_TIME tStart);
 
-  bool IsConnected() const { return m_Connected != nullptr; }
-  IPin* GetConnected() const { return m_Connected; }  // no reference added
+  bool IsConnected() const { return static_cast<bool>(m_Connected); }
+  IPin* GetConnected() const { return m_Connected.Get(); }  // no reference added
   const CMediaType& CurrentMediaType() const { return m_mt; }
   PIN_DIRECTION Direction() const { return m_dir; }
   const WCHAR* Name() const { return m_pName; }
@@ -92,8 +93,8 @@ class CBasePin : public CUnknown, public IPin, public IQualityControl {
   HRESULT AgreeMediaType(IPin* pReceivePin, const CMediaType* pmt);
   HRESULT TryMediaTypes(IPin* pReceivePin, const CMediaType* pmt, IEnumMediaTypes* pEnum);
 
-  WCHAR* m_pName;     // pin name and id, owned (new[])
-  IPin* m_Connected;  // counted reference to the peer, null when unconnected
+  WCHAR* m_pName;                       // pin name and id, owned (new[])
+  NonThrowingComPtr<IPin> m_Connected;  // the peer, null when unconnected
   PIN_DIRECTION m_dir;
   CMediaType m_mt;            // the connection type
   CBaseFilter* m_pFilter;     // weak: the filter owns the pin

@@ -9,11 +9,9 @@ CEnumMediaTypes::CEnumMediaTypes(CBasePin* pPin, const CEnumMediaTypes* pCopy)
     : CUnknown(nullptr, nullptr),
       m_pPin(pPin),
       m_Position(pCopy != nullptr ? pCopy->m_Position : 0),
-      m_Version(pCopy != nullptr ? pCopy->m_Version : pPin->GetMediaTypeVersion()) {
-  m_pPin->AddRef();
-}
+      m_Version(pCopy != nullptr ? pCopy->m_Version : pPin->GetMediaTypeVersion()) {}
 
-CEnumMediaTypes::~CEnumMediaTypes() { m_pPin->Release(); }
+CEnumMediaTypes::~CEnumMediaTypes() = default;
 
 HRESULT STDMETHODCALLTYPE CEnumMediaTypes::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
   if (ppv == nullptr) return E_POINTER;
@@ -62,7 +60,7 @@ HRESULT STDMETHODCALLTYPE CEnumMediaTypes::Clone(IEnumMediaTypes** ppEnum) {
   if (ppEnum == nullptr) return E_POINTER;
   *ppEnum = nullptr;
   if (OutOfSync()) return VFW_E_ENUM_OUT_OF_SYNC;
-  auto* pEnum = new (std::nothrow) CEnumMediaTypes(m_pPin, this);
+  auto* pEnum = new (std::nothrow) CEnumMediaTypes(m_pPin.Get(), this);
   if (pEnum == nullptr) return E_OUTOFMEMORY;
   return GetInterface(static_cast<IEnumMediaTypes*>(pEnum), reinterpret_cast<void**>(ppEnum));
 }

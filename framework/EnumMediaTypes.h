@@ -10,6 +10,7 @@
 #include <strmif.h>
 #include <vfwmsgs.h>
 
+#include "framework/NonThrowingComPtr.h"
 #include "framework/Unknown.h"
 
 class CBasePin;
@@ -31,7 +32,7 @@ class CEnumMediaTypes : public CUnknown, public IEnumMediaTypes {
  private:
   bool OutOfSync() const;
 
-  CBasePin* m_pPin;  // counted reference
+  NonThrowingComPtr<CBasePin> m_pPin;
   int m_Position;
   LONG m_Version;
 };

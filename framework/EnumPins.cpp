@@ -9,11 +9,9 @@ CEnumPins::CEnumPins(CBaseFilter* pFilter, const CEnumPins* pCopy)
     : CUnknown(nullptr, nullptr),
       m_pFilter(pFilter),
       m_Position(pCopy != nullptr ? pCopy->m_Position : 0),
-      m_Version(pCopy != nullptr ? pCopy->m_Version : pFilter->GetPinVersion()) {
-  m_pFilter->AddRef();
-}
+      m_Version(pCopy != nullptr ? pCopy->m_Version : pFilter->GetPinVersion()) {}
 
-CEnumPins::~CEnumPins() { m_pFilter->Release(); }
+CEnumPins::~CEnumPins() = default;
 
 HRESULT STDMETHODCALLTYPE CEnumPins::NonDelegatingQueryInterface(REFIID riid, void** ppv) {
   if (ppv == nullptr) return E_POINTER;
@@ -63,7 +61,7 @@ HRESULT STDMETHODCALLTYPE CEnumPins::Clone(IEnumPins** ppEnum) {
   if (ppEnum == nullptr) return E_POINTER;
   *ppEnum = nullptr;
   if (OutOfSync()) return VFW_E_ENUM_OUT_OF_SYNC;
-  auto* pEnum = new (std::nothrow) CEnumPins(m_pFilter, this);
+  auto* pEnum = new (std::nothrow) CEnumPins(m_pFilter.Get(), this);
   if (pEnum == nullptr) return E_OUTOFMEMORY;
   return GetInterface(static_cast<IEnumPins*>(pEnum), reinterpret_cast<void**>(ppEnum));
 }

@@ -10,6 +10,7 @@
 #include <strmif.h>
 #include <vfwmsgs.h>
 
+#include "framework/NonThrowingComPtr.h"
 #include "framework/Unknown.h"
 
 class CBaseFilter;
@@ -31,7 +32,7 @@ class CEnumPins : public CUnknown, public IEnumPins {
  private:
   bool OutOfSync() const;
 
-  CBaseFilter* m_pFilter;  // counted reference
+  NonThrowingComPtr<CBaseFilter> m_pFilter;
   int m_Position;
   LONG m_Version;
 };

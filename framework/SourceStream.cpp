@@ -2,6 +2,7 @@
 
 #include <evcode.h>
 
+#include "framework/NonThrowingComPtr.h"
 #include "framework/Source.h"
 
 CSourceStream::CSourceStream(const wchar_t* pObjectName, HRESULT* phr, CSource* pms, const wchar_t* pPinName)
@@ -82,8 +83,7 @@ HRESULT CSourceStream::Inactive() {
       Close();
     } else {
       // The thread has already ended: nothing to tell it.
-      CloseHandle(m_hThread);
-      m_hThread = nullptr;
+      m_hThread.Close();
     }
   }
   return S_OK;
@@ -144,8 +144,8 @@ HRESULT CSourceStream::DoBufferProcessingLoop() {
   Command com;
   for (;;) {
     while (!CheckRequestCommand(&com)) {
-      IMediaSample* pSample = nullptr;
-      HRESULT hr = GetDeliveryBuffer(&pSample, nullptr, nullptr, 0);
+      NonThrowingComPtr<IMediaSample> pSample;
+      HRESULT hr = GetDeliveryBuffer(pSample.Put(), nullptr, nullptr, 0);
       if (FAILED(hr)) {
         // No buffer yet (all in use downstream, or the allocator is being
         // decommitted): try again unless a command has come.
@@ -153,21 +153,21 @@ HRESULT CSourceStream::DoBufferProcessingLoop() {
         continue;
       }
 
-      hr = FillBuffer(pSample);
+      hr = FillBuffer(pSample.Get());
       if (hr == S_FALSE) {
-        pSample->Release();
+        pSample.Reset();
         DeliverEndOfStream();
         return S_OK;
       }
       if (hr != S_OK) {
-        pSample->Release();
+        pSample.Reset();
         DeliverEndOfStream();
         m_pSourceFilter->NotifyEvent(EC_ERRORABORT, hr, 0);
         return hr;
       }
 
-      hr = Deliver(pSample);
-      pSample->Release();
+      hr = Deliver(pSample.Get());
+      pSample.Reset();
       if (hr != S_OK) {
         // Downstream is broken: keep the reason for the host, and let the
         // pin free a host thread that waits in the hand-over.

@@ -5,7 +5,9 @@
 // (or through Put() when the call fills an out parameter), and raw handles are
 // only borrowed from it with Get(). The owner closes its handle when it is
 // destroyed or given another one; it moves and never copies. Where a close
-// must be checked or traced, call Close() and look at its result.
+// must be checked or traced, or must happen at a given point (between two
+// trace lines), call Close() there and look at its result: false means the
+// system refused, and GetLastError() still tells why.
 #pragma once
 
 #include <windows.h>
@@ -36,6 +38,12 @@ class UniqueHandleOf {
     Handle handle = m_handle;
     m_handle = Traits::Invalid();
     return handle;
+  }
+  // Gives the handle up with one atomic exchange, for an owner that two
+  // threads may empty at once: only one of them gets the handle.
+  Handle ReleaseAtomically() noexcept {
+    return static_cast<Handle>(InterlockedExchangePointer(reinterpret_cast<PVOID volatile*>(&m_handle),
+                                                          reinterpret_cast<PVOID>(Traits::Invalid())));
   }
   // Closes the handle held and takes `handle`.
   void Reset(Handle handle = Traits::Invalid()) noexcept {

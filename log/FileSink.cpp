@@ -1,31 +1,25 @@
 #include "log/FileSink.h"
 
 #include <new>
+#include <utility>
 
 namespace tavlog {
 
 HRESULT FileSink::Open(const wchar_t* path, unsigned int layoutKind, unsigned int minSeverity, FileSink** sink) {
   *sink = nullptr;
-  HANDLE file = CreateFileW(path, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
-                            FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return HRESULT_FROM_WIN32(GetLastError());
-  *sink = new (std::nothrow) FileSink(file, layoutKind, minSeverity);
-  if (*sink == nullptr) {
-    CloseHandle(file);
-    return E_OUTOFMEMORY;
-  }
-  return S_OK;
+  UniqueFileHandle file(CreateFileW(path, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) return HRESULT_FROM_WIN32(GetLastError());
+  *sink = new (std::nothrow) FileSink(std::move(file), layoutKind, minSeverity);
+  return *sink != nullptr ? S_OK : E_OUTOFMEMORY;
 }
 
-FileSink::FileSink(HANDLE file, unsigned int layoutKind, unsigned int minSeverity)
-    : LogSink(layoutKind, minSeverity), m_hFile(file) {
+FileSink::FileSink(UniqueFileHandle file, unsigned int layoutKind, unsigned int minSeverity)
+    : LogSink(layoutKind, minSeverity), m_hFile(std::move(file)) {
   InitializeCriticalSection(&m_csWrite);
 }
 
-FileSink::~FileSink() {
-  CloseHandle(m_hFile);
-  DeleteCriticalSection(&m_csWrite);
-}
+FileSink::~FileSink() { DeleteCriticalSection(&m_csWrite); }
 
 int FileSink::Write(const wchar_t* line, int length, const LogRecord&) {
   // Each UTF-16 unit needs at most three UTF-8 bytes; then CR LF.
@@ -37,7 +31,7 @@ int FileSink::Write(const wchar_t* line, int length, const LogRecord&) {
   bytes[count++] = '\n';
   DWORD written = 0;
   EnterCriticalSection(&m_csWrite);
-  const BOOL ok = WriteFile(m_hFile, bytes, static_cast<DWORD>(count), &written, nullptr);
+  const BOOL ok = WriteFile(m_hFile.Get(), bytes, static_cast<DWORD>(count), &written, nullptr);
   LeaveCriticalSection(&m_csWrite);
   delete[] bytes;
   return ok && written == static_cast<DWORD>(count) ? 0 : -1;

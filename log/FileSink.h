@@ -10,6 +10,7 @@
 
 #include <windows.h>
 
+#include "framework/UniqueHandle.h"
 #include "log/LogSink.h"
 
 namespace tavlog {
@@ -25,9 +26,9 @@ class FileSink : public LogSink {
   ~FileSink() override;
 
  private:
-  FileSink(HANDLE file, unsigned int layoutKind, unsigned int minSeverity);
+  FileSink(UniqueFileHandle file, unsigned int layoutKind, unsigned int minSeverity);
 
-  HANDLE m_hFile;
+  UniqueFileHandle m_hFile;
   CRITICAL_SECTION m_csWrite;
 };
 

@@ -4,7 +4,8 @@
 #include <cwchar>
 
 #include "log/Trace.h"
-#include "writer/FilterPtrs.h"
+#include "filters/MovieInterfaces.h"
+#include "writer/ThrowingComPtr.h"
 
 namespace {
 
@@ -19,15 +20,9 @@ UINT WholeFramesPerSecond(double dFrameRate) {
 }  // namespace
 
 CAviWriter::CAviWriter() {
-  // The eight interface members start null (smart pointers).
+  // The eight interface members and the seven handles start null (they own
+  // what they hold).
   TAV_LOG(kFile, "CAviWriter::CAviWriter", LOG_SEV_TRACE, 0, L"CAviWriter::CAviWriter -> Enter");
-  m_hEventFrameReady = nullptr;
-  m_hEventBufferReady = nullptr;
-  m_hEventBufferDone = nullptr;
-  m_hEventSampleReady = nullptr;
-  m_hEventAudioBufferReady = nullptr;
-  m_hEventAudioBufferDone = nullptr;
-  m_hMainMutex = nullptr;
   m_pVideoCompressors = nullptr;
   m_pAudioCompressors = nullptr;
   wmemset(m_szFileName, 0, 260);
@@ -47,9 +42,9 @@ CAviWriter::CAviWriter() {
 
 CAviWriter::~CAviWriter() {
   TAV_LOG(kFile, "CAviWriter::~CAviWriter", LOG_SEV_TRACE, 0, L"CAviWriter::~CAviWriter -> Enter");
-  FreeCompressorTable(m_pVideoCompressors, m_nVideoCompressors);
+  FreeCompressorTable(m_pVideoCompressors);
   m_pVideoCompressors = nullptr;
-  FreeCompressorTable(m_pAudioCompressors, m_nAudioCompressors);
+  FreeCompressorTable(m_pAudioCompressors);
   m_pAudioCompressors = nullptr;
   TAV_LOG(kFile, "CAviWriter::~CAviWriter", LOG_SEV_TRACE, 0, L"CAviWriter::~CAviWriter -> Leave");
   // The interface members are released now, in reverse declared order:
@@ -58,16 +53,17 @@ CAviWriter::~CAviWriter() {
 
 bool CAviWriter::InitParam2(UINT nWidth, int nHeight, double dFrameRate, UINT bCompressed, UINT nWriterId) {
   TAV_LOG(kFile, "CAviWriter::InitParam2", LOG_SEV_TRACE, 0, L"CAviWriter::InitParam2 -> Enter");
-  IMovie2Ptr movie(m_pRawFilter);
+  ThrowingComPtr<IMovie2> movie(m_pRawFilter);
   if (!movie) return false;
-  movie->SetEventHandles(m_hEventFrameReady, m_hEventBufferReady, m_hEventBufferDone);
+  movie->SetEventHandles(m_hEventFrameReady.Get(), m_hEventBufferReady.Get(), m_hEventBufferDone.Get());
   // The filters report failure with exactly 1; anything else counts as done.
   if (movie->InitParam2(nWidth, nHeight, dFrameRate, bCompressed, nWriterId) == 1) return false;
 
   if (m_pAudioSource) {
-    IAudioPtr audio(m_pAudioSource);
+    ThrowingComPtr<IAudio> audio(m_pAudioSource);
     if (!audio) return false;
-    if (audio->SetEventHandles(m_hEventSampleReady, m_hEventAudioBufferReady, m_hEventAudioBufferDone) != 0)
+    if (audio->SetEventHandles(m_hEventSampleReady.Get(), m_hEventAudioBufferReady.Get(),
+                               m_hEventAudioBufferDone.Get()) != 0)
       return false;
     if (audio->InitParam2(static_cast<int>(m_nAudioFormat), nWriterId, WholeFramesPerSecond(dFrameRate)) == 1)
       return false;
@@ -81,9 +77,10 @@ bool CAviWriter::InitAudio(UINT nFormat, UINT nWriterId, UINT nFramesPerSecond) 
   TAV_LOG(kFile, "CAviWriter::InitAudio", LOG_SEV_TRACE, 0, L"CAviWriter::InitParam2 -> Enter");
   m_nAudioFormat = nFormat;
   if (m_pAudioSource) {
-    IAudioPtr audio(m_pAudioSource);
+    ThrowingComPtr<IAudio> audio(m_pAudioSource);
     if (!audio) return false;
-    if (audio->SetEventHandles(m_hEventSampleReady, m_hEventAudioBufferReady, m_hEventAudioBufferDone) != 0)
+    if (audio->SetEventHandles(m_hEventSampleReady.Get(), m_hEventAudioBufferReady.Get(),
+                               m_hEventAudioBufferDone.Get()) != 0)
       return false;
     if (audio->InitParam2(static_cast<int>(nFormat), nWriterId, nFramesPerSecond) == 1) return false;
   }
@@ -93,7 +90,7 @@ bool CAviWriter::InitAudio(UINT nFormat, UINT nWriterId, UINT nFramesPerSecond) 
 
 bool CAviWriter::SetFrameData(UINT* pFormat) {
   TAV_LOG(kFile, "CAviWriter::SetFrameData", LOG_SEV_TRACE, 0, L"CAviWriter::SetFrameData -> Enter");
-  IMovie2Ptr movie(m_pRawFilter);
+  ThrowingComPtr<IMovie2> movie(m_pRawFilter);
   if (!movie) return false;
   if (movie->SetFrameData(pFormat) == 1) return false;
   TAV_LOG(kFile, "CAviWriter::SetFrameData", LOG_SEV_TRACE, 0, L"CAviWriter::SetFrameData -> Leave");
@@ -104,28 +101,28 @@ void CAviWriter::ReleaseFilterData() {
   TAV_LOG(kFile, "CAviWriter::ReleaseFilterData", LOG_SEV_TRACE, 0, L"CAviWriter::ReleaseFilterData -> Enter");
   TAV_LOG(kFile, "CAviWriter::ReleaseFilterData", LOG_SEV_TRACE, 0,
           L"WaitForSingleObject->Enter m_hMainMutex ReleaseFilterData()");
-  WaitForSingleObject(m_hMainMutex, INFINITE);
+  WaitForSingleObject(m_hMainMutex.Get(), INFINITE);
   TAV_LOG(kFile, "CAviWriter::ReleaseFilterData", LOG_SEV_TRACE, 0,
           L"WaitForSingleObject->Leave m_hMainMutex ReleaseFilterData()");
   // Both filters are asked to end; their results are not looked at.
   try {
-    IMoviePtr movie(m_pRawFilter);
+    ThrowingComPtr<IMovie> movie(m_pRawFilter);
     if (movie) movie->ReleaseFilterData();
     if (m_pAudioSource) {
-      IAudioPtr audio(m_pAudioSource);
+      ThrowingComPtr<IAudio> audio(m_pAudioSource);
       if (audio) audio->ReleaseFilterData();
     }
   } catch (...) {
-    ReleaseMutex(m_hMainMutex);
+    ReleaseMutex(m_hMainMutex.Get());
     throw;
   }
-  ReleaseMutex(m_hMainMutex);
+  ReleaseMutex(m_hMainMutex.Get());
   TAV_LOG(kFile, "CAviWriter::ReleaseFilterData", LOG_SEV_TRACE, 0, L"CAviWriter::ReleaseFilterData -> Leave");
 }
 
 HRESULT CAviWriter::AddMovieFrame(BYTE* pData, int nSize, ULONGLONG nTime) {
   TAV_LOG(kFile, "CAviWriter::AddMovieFrame", LOG_SEV_TRACE, 0, L"CAviWriter::AddMovieFrame -> Enter");
-  IMoviePtr movie(m_pRawFilter);
+  ThrowingComPtr<IMovie> movie(m_pRawFilter);
   if (!movie) return E_FAIL;
   HRESULT hr = movie->AddFrame(pData, nSize, nTime);
   TAV_LOG(kFile, "CAviWriter::AddMovieFrame", LOG_SEV_TRACE, 0, L"CAviWriter::AddMovieFrame -> Leave");
@@ -134,7 +131,7 @@ HRESULT CAviWriter::AddMovieFrame(BYTE* pData, int nSize, ULONGLONG nTime) {
 
 HRESULT CAviWriter::AddMovieFrame2(BYTE* pData, int nSize, ULONGLONG nTime, ULONGLONG nFrameNumber) {
   TAV_LOG(kFile, "CAviWriter::AddMovieFrame2", LOG_SEV_TRACE, 0, L"CAviWriter::AddMovieFrame2 -> Enter");
-  IMovie2Ptr movie(m_pRawFilter);
+  ThrowingComPtr<IMovie2> movie(m_pRawFilter);
   if (!movie) return E_FAIL;
   HRESULT hr = movie->AddFrame2(pData, nSize, nTime, nFrameNumber);
   TAV_LOG(kFile, "CAviWriter::AddMovieFrame2", LOG_SEV_TRACE, 0, L"CAviWriter::AddMovieFrame2 -> Leave");
@@ -143,7 +140,7 @@ HRESULT CAviWriter::AddMovieFrame2(BYTE* pData, int nSize, ULONGLONG nTime, ULON
 
 HRESULT CAviWriter::AddAudioSample(BYTE* pData, int nSize, ULONGLONG nTime) {
   TAV_LOG(kFile, "CAviWriter::AddAudioSample", LOG_SEV_TRACE, 0, L"CAviWriter::AddAudioSample -> Enter");
-  IAudioPtr audio(m_pAudioSource);
+  ThrowingComPtr<IAudio> audio(m_pAudioSource);
   if (!audio) return E_FAIL;
   HRESULT hr = audio->AddFrame(pData, nSize, nTime);
   TAV_LOG(kFile, "CAviWriter::AddAudioSample", LOG_SEV_TRACE, 0, L"CAviWriter::AddAudioSample -> Leave");
@@ -152,7 +149,7 @@ HRESULT CAviWriter::AddAudioSample(BYTE* pData, int nSize, ULONGLONG nTime) {
 
 HRESULT CAviWriter::AddAudioSample2(BYTE* pData, int nSize, ULONGLONG nTime, ULONGLONG nFrameNumber) {
   TAV_LOG(kFile, "CAviWriter::AddAudioSample2", LOG_SEV_TRACE, 0, L"CAviWriter::AddAudioSample2 -> Enter");
-  IAudioPtr audio(m_pAudioSource);
+  ThrowingComPtr<IAudio> audio(m_pAudioSource);
   if (!audio) return E_FAIL;
   HRESULT hr = audio->AddFrame2(pData, nSize, nTime, nFrameNumber);
   TAV_LOG(kFile, "CAviWriter::AddAudioSample2", LOG_SEV_TRACE, 0, L"CAviWriter::AddAudioSample2 -> Leave");

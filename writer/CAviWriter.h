@@ -16,8 +16,9 @@
 // EmptyGraph catches it.
 #pragma once
 
-#include "writer/ComPtrs.h"
+#include "writer/ThrowingComPtr.h"
 #include "compressors/CompressorEntry.h"
+#include "framework/UniqueHandle.h"
 
 class CAviWriter {
  public:
@@ -59,14 +60,14 @@ class CAviWriter {
   HRESULT EmptyGraph();
 
   // Members, in this order.
-  ICaptureGraphBuilder2Ptr m_pBuilder;
-  IGraphBuilderPtr m_pGraph;
-  IBaseFilterPtr m_pRawFilter;        // "RAW Data Filter"
-  IBaseFilterPtr m_pAviMux;           // "AVI Mux"
-  IBaseFilterPtr m_pFileWriter;       // "File Writer"
-  IBaseFilterPtr m_pVideoCompressor;  // null for "Uncompressed"
-  IBaseFilterPtr m_pAudioSource;      // null while no audio stream is set
-  IBaseFilterPtr m_pAudioCompressor;  // null when none is chosen
+  ThrowingComPtr<ICaptureGraphBuilder2> m_pBuilder;
+  ThrowingComPtr<IGraphBuilder> m_pGraph;
+  ThrowingComPtr<IBaseFilter> m_pRawFilter;        // "RAW Data Filter"
+  ThrowingComPtr<IBaseFilter> m_pAviMux;           // "AVI Mux"
+  ThrowingComPtr<IBaseFilter> m_pFileWriter;       // "File Writer"
+  ThrowingComPtr<IBaseFilter> m_pVideoCompressor;  // null for "Uncompressed"
+  ThrowingComPtr<IBaseFilter> m_pAudioSource;      // null while no audio stream is set
+  ThrowingComPtr<IBaseFilter> m_pAudioCompressor;  // null when none is chosen
   wchar_t m_szFileName[260];
   UINT m_nWidth;
   UINT m_nHeight;
@@ -74,13 +75,16 @@ class CAviWriter {
   int m_bCompressed;     // 0 for "Uncompressed", else 1
   bool m_bStartPending;  // the next frame or sample builds and runs the graph
   bool m_bStarted;       // between StartMovieRecord and StopMovieRecord
-  HANDLE m_hEventFrameReady;
-  HANDLE m_hEventBufferReady;
-  HANDLE m_hEventBufferDone;
-  HANDLE m_hEventSampleReady;
-  HANDLE m_hEventAudioBufferReady;
-  HANDLE m_hEventAudioBufferDone;
-  HANDLE m_hMainMutex;  // "AviWrt_MainMutex"; closed by TavMovieMakerRelease, not here
+  // The hand-over events and the main mutex ("AviWrt_MainMutex"): made by
+  // InitEx and closed by Release (api/WriterEvents.h), which empties them
+  // before the writer goes.
+  UniqueHandle m_hEventFrameReady;
+  UniqueHandle m_hEventBufferReady;
+  UniqueHandle m_hEventBufferDone;
+  UniqueHandle m_hEventSampleReady;
+  UniqueHandle m_hEventAudioBufferReady;
+  UniqueHandle m_hEventAudioBufferDone;
+  UniqueHandle m_hMainMutex;
   CompressorEntry* m_pVideoCompressors;
   int m_nVideoCompressors;
   CompressorEntry* m_pAudioCompressors;

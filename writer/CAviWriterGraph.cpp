@@ -19,11 +19,11 @@ CSource* SourceOf(IBaseFilter* filter) { return static_cast<CSource*>(filter); }
 
 // The first pin of a source filter, which is its one output pin. A failing
 // EnumPins or Next raises its HRESULT.
-IPinPtr FirstPin(IBaseFilter* filter) {
-  IEnumPinsPtr pins;
+ThrowingComPtr<IPin> FirstPin(IBaseFilter* filter) {
+  ThrowingComPtr<IEnumPins> pins;
   HRESULT hr = filter->EnumPins(&pins);
   if (FAILED(hr)) _com_issue_error(hr);
-  IPinPtr pin;
+  ThrowingComPtr<IPin> pin;
   hr = pins->Next(1, &pin, nullptr);
   if (FAILED(hr)) _com_issue_error(hr);
   return pin;
@@ -51,8 +51,8 @@ class MainMutexHold {
 }  // namespace
 
 // The first unconnected pin of the given direction (null category and type).
-static HRESULT FindFreePin(ICaptureGraphBuilder2Ptr& builder, IBaseFilter* filter, PIN_DIRECTION direction,
-                           IPinPtr& pin) {
+static HRESULT FindFreePin(ThrowingComPtr<ICaptureGraphBuilder2>& builder, IBaseFilter* filter, PIN_DIRECTION direction,
+                           ThrowingComPtr<IPin>& pin) {
   pin = nullptr;
   return builder->FindPin(filter, direction, nullptr, nullptr, TRUE, 0, &pin);
 }
@@ -61,7 +61,7 @@ static HRESULT FindFreePin(ICaptureGraphBuilder2Ptr& builder, IBaseFilter* filte
 // Stop did not reach it) refuses with VFW_E_NOT_STOPPED: it is stopped and
 // removed once more. False, with an ERROR line, when it stays in the graph:
 // emptying then ends there instead of finding the same filter for ever.
-static bool RemoveStoppedFilter(IGraphBuilderPtr& graph, IBaseFilter* filter) {
+static bool RemoveStoppedFilter(ThrowingComPtr<IGraphBuilder>& graph, IBaseFilter* filter) {
   HRESULT hr = graph->RemoveFilter(filter);
   if (hr == VFW_E_NOT_STOPPED) {
     filter->Stop();
@@ -75,7 +75,7 @@ static bool RemoveStoppedFilter(IGraphBuilderPtr& graph, IBaseFilter* filter) {
 
 // "Link": a direct connection first, and only when that fails one through
 // converting filters the graph may insert.
-static HRESULT Link(IGraphBuilderPtr& graph, IPin* out, IPin* in) {
+static HRESULT Link(ThrowingComPtr<IGraphBuilder>& graph, IPin* out, IPin* in) {
   HRESULT hr = graph->ConnectDirect(out, in, nullptr);
   if (FAILED(hr)) hr = graph->Connect(out, in);
   return hr;
@@ -86,12 +86,12 @@ HRESULT CAviWriter::MakeCaptureGraph() {
 
   HRESULT hr = m_pGraph->AddFilter(m_pRawFilter, L"RAW Data Filter");
   if (FAILED(hr)) return hr;
-  IPinPtr videoOut = FirstPin(m_pRawFilter);
+  ThrowingComPtr<IPin> videoOut = FirstPin(m_pRawFilter);
 
   if (m_pVideoCompressor) {
     hr = m_pGraph->AddFilter(m_pVideoCompressor, L"Video Compressor");
     if (FAILED(hr)) return hr;
-    IPinPtr compressorIn;
+    ThrowingComPtr<IPin> compressorIn;
     hr = FindFreePin(m_pBuilder, m_pVideoCompressor, PINDIR_INPUT, compressorIn);
     if (FAILED(hr)) return hr;
     hr = Link(m_pGraph, videoOut, compressorIn);
@@ -107,11 +107,11 @@ HRESULT CAviWriter::MakeCaptureGraph() {
   if (m_pAudioSource) {
     hr = m_pGraph->AddFilter(m_pAudioSource, L"Audio Source Filter");
     if (FAILED(hr)) return hr;
-    IPinPtr audioOut = FirstPin(m_pAudioSource);
+    ThrowingComPtr<IPin> audioOut = FirstPin(m_pAudioSource);
     if (m_pAudioCompressor) {
       hr = m_pGraph->AddFilter(m_pAudioCompressor, L"Audio Compressor");
       if (FAILED(hr)) return hr;
-      IPinPtr compressorIn;
+      ThrowingComPtr<IPin> compressorIn;
       hr = FindFreePin(m_pBuilder, m_pAudioCompressor, PINDIR_INPUT, compressorIn);
       if (FAILED(hr)) return hr;
       hr = Link(m_pGraph, audioOut, compressorIn);
@@ -119,7 +119,7 @@ HRESULT CAviWriter::MakeCaptureGraph() {
       hr = FindFreePin(m_pBuilder, m_pAudioCompressor, PINDIR_OUTPUT, audioOut);
       if (FAILED(hr)) return hr;
     }
-    IPinPtr muxIn;
+    ThrowingComPtr<IPin> muxIn;
     hr = FindFreePin(m_pBuilder, m_pAviMux, PINDIR_INPUT, muxIn);
     if (FAILED(hr)) return hr;
     hr = Link(m_pGraph, audioOut, muxIn);
@@ -127,7 +127,7 @@ HRESULT CAviWriter::MakeCaptureGraph() {
     if (m_pAudioCompressor) AudioCompressorConfig(m_pAudioCompressor);
   }
 
-  IPinPtr muxVideoIn;
+  ThrowingComPtr<IPin> muxVideoIn;
   hr = FindFreePin(m_pBuilder, m_pAviMux, PINDIR_INPUT, muxVideoIn);
   if (FAILED(hr)) return hr;
   hr = Link(m_pGraph, videoOut, muxVideoIn);
@@ -137,18 +137,18 @@ HRESULT CAviWriter::MakeCaptureGraph() {
   AM_MEDIA_TYPE connected = {};
   if (SUCCEEDED(muxVideoIn->ConnectionMediaType(&connected))) FreeMediaType(connected);
 
-  IPinPtr muxOut;
+  ThrowingComPtr<IPin> muxOut;
   hr = FindFreePin(m_pBuilder, m_pAviMux, PINDIR_OUTPUT, muxOut);
   if (FAILED(hr)) return hr;
   hr = m_pGraph->AddFilter(m_pFileWriter, L"File Writer");
   if (FAILED(hr)) return hr;
-  IPinPtr writerIn;
+  ThrowingComPtr<IPin> writerIn;
   hr = FindFreePin(m_pBuilder, m_pFileWriter, PINDIR_INPUT, writerIn);
   if (FAILED(hr)) return hr;
   // The outcome is ignored on purpose: the build goes on either way.
   Link(m_pGraph, muxOut, writerIn);
 
-  IFileSinkFilterPtr sink(m_pFileWriter);
+  ThrowingComPtr<IFileSinkFilter> sink(m_pFileWriter);
   hr = sink->SetFileName(m_szFileName, nullptr);
   if (FAILED(hr)) return hr;
 
@@ -159,12 +159,12 @@ HRESULT CAviWriter::MakeCaptureGraph() {
 HRESULT CAviWriter::StopRecord() {
   TAV_LOG(kFile, "CAviWriter::StopRecord", LOG_SEV_TRACE, 0, L"CAviWriter::StopRecord -> Enter");
   TAV_LOG(kFile, "CAviWriter::StopRecord", LOG_SEV_TRACE, 0, L"WaitForSingleObject->Enter m_hMainMutex StopRecord()");
-  WaitForSingleObject(m_hMainMutex, INFINITE);
+  WaitForSingleObject(m_hMainMutex.Get(), INFINITE);
   TAV_LOG(kFile, "CAviWriter::StopRecord", LOG_SEV_TRACE, 0, L"WaitForSingleObject->Leave m_hMainMutex StopRecord()");
-  MainMutexHold hold(m_hMainMutex);
+  MainMutexHold hold(m_hMainMutex.Get());
 
   if (m_pGraph) {
-    IMediaControlPtr control(m_pGraph);
+    ThrowingComPtr<IMediaControl> control(m_pGraph);
     if (control) {
       WaitForLastDeliveries(control);
       HRESULT hr = control->Stop();
@@ -204,13 +204,13 @@ HRESULT CAviWriter::EmptyGraph() {
       m_pBuilder->SetFiltergraph(m_pGraph);
     }
 
-    IMediaControlPtr control(m_pGraph);
+    ThrowingComPtr<IMediaControl> control(m_pGraph);
     control->Stop();
 
     // Removing a filter invalidates the enumeration: start a new one each time.
-    IEnumFiltersPtr filters;
+    ThrowingComPtr<IEnumFilters> filters;
     m_pGraph->EnumFilters(&filters);
-    IBaseFilterPtr filter;
+    ThrowingComPtr<IBaseFilter> filter;
     while (filters->Next(1, &filter, nullptr) == S_OK) {
       if (!RemoveStoppedFilter(m_pGraph, filter)) break;
       filter = nullptr;

@@ -29,12 +29,12 @@ class CompressorEnumerationTest : public tavtest::CompressorFixture {
     return LogCapture::Trace(L"TavMovieMakerGetAudioCompressors", message);
   }
   int MonikersIn(REFCLSID category) {
-    ICreateDevEnumPtr devEnum;
+    ThrowingComPtr<ICreateDevEnum> devEnum;
     devEnum.CreateInstance(CLSID_SystemDeviceEnum, nullptr, CLSCTX_INPROC_SERVER);
-    IEnumMonikerPtr monikers;
+    ThrowingComPtr<IEnumMoniker> monikers;
     if (devEnum->CreateClassEnumerator(category, &monikers, 0) != S_OK) return 0;
     int n = 0;
-    IMonikerPtr moniker;
+    ThrowingComPtr<IMoniker> moniker;
     while (monikers->Next(1, &moniker, nullptr) == S_OK) ++n;
     return n;
   }
@@ -51,8 +51,8 @@ TEST_F(CompressorEnumerationTest, VideoListsUncompressedThenWineCodecs) {
   EXPECT_EQ(names, (NameList{L"Uncompressed", L"Tav MJPEG", L"Cinepak Video codec", L"Wine MS-RLE video codec",
                              L"Wine Video 1 video codec"}));
   EXPECT_EQ(m_log.Lines(), (NameList{V(kVideoEnter), V(kVideoLeave), V(kVideoEnter), V(kVideoLeave)}));
-  EXPECT_EQ(g_pAviWriter->m_pVideoCompressors[0].pMoniker, nullptr);
-  EXPECT_NE(g_pAviWriter->m_pVideoCompressors[1].pMoniker, nullptr);
+  EXPECT_FALSE(g_pAviWriter->m_pVideoCompressors[0].pMoniker);
+  EXPECT_TRUE(g_pAviWriter->m_pVideoCompressors[1].pMoniker);
 }
 
 TEST_F(CompressorEnumerationTest, FirstCallStoresTheTableInTheWritersRecordOnly) {

@@ -67,8 +67,8 @@ TEST_F(CompressorSelectionTest, ACodecIsBoundAndMarksTheWriterCompressed) {
   EXPECT_EQ(ClassOf(g_pAviWriter->m_pVideoCompressor), CLSID_AVICo);
   EXPECT_EQ(g_pAviWriter->m_bCompressed, 1);
   EXPECT_EQ(g_pAviWriter->m_iVideoCompressor, 3);
-  ISpecifyPropertyPagesPtr pages(g_pAviWriter->m_pVideoCompressor);
-  IAMVfwCompressDialogsPtr dialogs(g_pAviWriter->m_pVideoCompressor);
+  ThrowingComPtr<ISpecifyPropertyPages> pages(g_pAviWriter->m_pVideoCompressor);
+  ThrowingComPtr<IAMVfwCompressDialogs, &IID_IAMVfwCompressDialogs> dialogs(g_pAviWriter->m_pVideoCompressor);
   EXPECT_EQ(hasDialog, pages || dialogs);
 }
 

@@ -473,7 +473,7 @@ TEST_F(AudioSourceTest, InitParam2OpensMissingEventsByName) {
     }
   }
   SetEvent(named[0]);
-  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(pin_->m_hEventSampleReady, 0));
+  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(pin_->m_hEventSampleReady.Get(), 0));
   for (HANDLE h : named) CloseHandle(h);
 }
 

@@ -197,11 +197,11 @@ TEST_F(ReadRAWFilterTest, InitParam2OpensEventsByNameWhenNoneWereGiven) {
     ASSERT_NE(nullptr, named[i]);
   }
   ASSERT_EQ(S_OK, movie_->InitParam2(64, 64, 10.0, 0, id));
-  ASSERT_NE(nullptr, pin_->m_hEventFrameReady);
-  ASSERT_NE(nullptr, pin_->m_hEventBufferReady);
-  ASSERT_NE(nullptr, pin_->m_hEventBufferDone);
+  ASSERT_TRUE(pin_->m_hEventFrameReady);
+  ASSERT_TRUE(pin_->m_hEventBufferReady);
+  ASSERT_TRUE(pin_->m_hEventBufferDone);
   SetEvent(named[1]);
-  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(pin_->m_hEventBufferReady, 0));
+  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(pin_->m_hEventBufferReady.Get(), 0));
   for (HANDLE h : named) CloseHandle(h);
 }
 
@@ -217,7 +217,7 @@ TEST_F(ReadRAWFilterTest, InitParam2StopsAtTheFirstEventItCannotOpen) {
   HANDLE frameReady = CreateEventW(nullptr, FALSE, FALSE, name);
   TraceRecorder::Clear();
   EXPECT_EQ(S_FALSE, movie_->InitParam2(64, 64, 10.0, 0, id));
-  EXPECT_NE(nullptr, pin_->m_hEventFrameReady);  // stays open
+  EXPECT_TRUE(pin_->m_hEventFrameReady);  // stays open
   EXPECT_TRUE(Logged("CPushSourceReadRAW::InitParam2", LOG_SEV_ERROR, L"m_pPin->m_hEventBufferReady == NULL"));
   swprintf_s(name, 64, L"Buffer Ready %d", id);
   HANDLE bufferReady = CreateEventW(nullptr, FALSE, FALSE, name);
@@ -230,17 +230,17 @@ TEST_F(ReadRAWFilterTest, InitParam2StopsAtTheFirstEventItCannotOpen) {
 
 TEST_F(ReadRAWFilterTest, SetEventHandlesGivesThePinDuplicates) {
   ASSERT_EQ(S_OK, movie_->SetEventHandles(host_.hReady(), host_.hBufferReady(), host_.hBufferDone()));
-  ASSERT_NE(nullptr, pin_->m_hEventFrameReady);
-  EXPECT_NE(host_.hReady(), pin_->m_hEventFrameReady);
+  ASSERT_TRUE(pin_->m_hEventFrameReady);
+  EXPECT_NE(host_.hReady(), pin_->m_hEventFrameReady.Get());
   SetEvent(host_.hReady());
-  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(pin_->m_hEventFrameReady, 0));
-  SetEvent(pin_->m_hEventBufferDone);
+  EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(pin_->m_hEventFrameReady.Get(), 0));
+  SetEvent(pin_->m_hEventBufferDone.Get());
   EXPECT_TRUE(host_.WaitBufferDone(0));
   EXPECT_TRUE(TraceRecorder::Messages("CPushSourceReadRAW::SetEventHandles").empty());
   // A later InitParam2 keeps them (it opens only missing ones).
-  HANDLE kept = pin_->m_hEventBufferReady;
+  HANDLE kept = pin_->m_hEventBufferReady.Get();
   ASSERT_EQ(S_OK, movie_->InitParam2(8, 8, 5.0, 0, 99999));
-  EXPECT_EQ(kept, pin_->m_hEventBufferReady);
+  EXPECT_EQ(kept, pin_->m_hEventBufferReady.Get());
 }
 
 TEST_F(ReadRAWFilterTest, OddFrameRatesGiveDefinedDurations) {

@@ -16,10 +16,10 @@ namespace {
 std::wstring T(const wchar_t* message) { return LogCapture::Trace(L"CAviWriter::EmptyGraph", message); }
 
 int CountFilters(IGraphBuilder* graph) {
-  IEnumFiltersPtr filters;
+  ThrowingComPtr<IEnumFilters> filters;
   if (FAILED(graph->EnumFilters(&filters))) return -1;
   int count = 0;
-  IBaseFilterPtr filter;
+  ThrowingComPtr<IBaseFilter> filter;
   while (filters->Next(1, &filter, nullptr) == S_OK) ++count;
   return count;
 }

@@ -24,12 +24,11 @@ class MainMutexTest : public ::testing::Test {
   void SetUp() override {
     CoInitialize(nullptr);
     m_pWriter = new CAviWriter();
-    m_pWriter->m_hMainMutex = CreateMutexW(nullptr, FALSE, L"AviWrt_MainMutex");
-    ASSERT_NE(m_pWriter->m_hMainMutex, nullptr);
+    m_pWriter->m_hMainMutex.Reset(CreateMutexW(nullptr, FALSE, L"AviWrt_MainMutex"));
+    ASSERT_TRUE(m_pWriter->m_hMainMutex);
     m_log.Clear();
   }
   void TearDown() override {
-    CloseHandle(m_pWriter->m_hMainMutex);
     delete m_pWriter;
     if (m_pGraph) m_pGraph->Release();
   }
@@ -59,7 +58,7 @@ TEST_F(MainMutexTest, ReleaseFilterDataEndsBothFiltersAndReleasesTheMutex) {
   m_pWriter->ReleaseFilterData();
   EXPECT_EQ(video->releaseFilterDataCalls, 1);
   EXPECT_EQ(audio->releaseFilterDataCalls, 1);
-  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex));
+  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex.Get()));
   EXPECT_EQ(m_log.Lines(),
             (Lines{T(L"CAviWriter::ReleaseFilterData", L"CAviWriter::ReleaseFilterData -> Enter"),
                    T(L"CAviWriter::ReleaseFilterData", L"WaitForSingleObject->Enter m_hMainMutex ReleaseFilterData()"),
@@ -71,14 +70,14 @@ TEST_F(MainMutexTest, ReleaseFilterDataEndsBothFiltersAndReleasesTheMutex) {
 
 TEST_F(MainMutexTest, ReleaseFilterDataSkipsMissingFilters) {
   m_pWriter->ReleaseFilterData();
-  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex));
+  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex.Get()));
   EXPECT_EQ(m_log.Lines().size(), 4u);
 }
 
 TEST_F(MainMutexTest, ReleaseFilterDataWaitsForTheHandOverToLetGo) {
   FakeVideoFilter* video = FakeVideoFilter::Create();
   m_pWriter->m_pRawFilter = static_cast<IBaseFilter*>(video);
-  tavtest::MutexHolder holder(m_pWriter->m_hMainMutex);
+  tavtest::MutexHolder holder(m_pWriter->m_hMainMutex.Get());
   holder.ReleaseAfter(300);
   m_pWriter->ReleaseFilterData();
   EXPECT_TRUE(holder.Released());
@@ -88,7 +87,7 @@ TEST_F(MainMutexTest, ReleaseFilterDataWaitsForTheHandOverToLetGo) {
 
 TEST_F(MainMutexTest, StopRecordWithoutGraphSucceeds) {
   EXPECT_EQ(m_pWriter->StopRecord(), S_OK);
-  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex));
+  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex.Get()));
   EXPECT_EQ(m_log.Lines(), StopLines(true));
 }
 
@@ -96,7 +95,7 @@ TEST_F(MainMutexTest, StopRecordStopsTheGraph) {
   FakeGraph* graph = AttachFakeGraph();
   EXPECT_EQ(m_pWriter->StopRecord(), S_OK);
   EXPECT_EQ(graph->stopCalls, 1);
-  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex));
+  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex.Get()));
   EXPECT_EQ(m_log.Lines(), StopLines(true));
 }
 
@@ -104,7 +103,7 @@ TEST_F(MainMutexTest, StopRecordReturnsAFailingStopAndReleasesTheMutex) {
   FakeGraph* graph = AttachFakeGraph();
   graph->stopResult = VFW_E_WRONG_STATE;
   EXPECT_EQ(m_pWriter->StopRecord(), VFW_E_WRONG_STATE);
-  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex));
+  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex.Get()));
   EXPECT_EQ(m_log.Lines(), StopLines(false));
 }
 
@@ -113,7 +112,7 @@ TEST_F(MainMutexTest, StopRecordWithoutMediaControlSucceeds) {
   graph->mediaControlQiResult = E_NOINTERFACE;
   EXPECT_EQ(m_pWriter->StopRecord(), S_OK);
   EXPECT_EQ(graph->stopCalls, 0);
-  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex));
+  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex.Get()));
   EXPECT_EQ(m_log.Lines(), StopLines(true));
 }
 
@@ -126,13 +125,13 @@ TEST_F(MainMutexTest, StopRecordReleasesTheMutexWhenAComErrorLeavesIt) {
   } catch (const _com_error& error) {
     EXPECT_EQ(error.Error(), E_UNEXPECTED);
   }
-  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex));
+  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex.Get()));
   EXPECT_EQ(m_log.Lines(), StopLines(false));
 }
 
 TEST_F(MainMutexTest, StopRecordWaitsForTheHandOverToLetGo) {
   FakeGraph* graph = AttachFakeGraph();
-  tavtest::MutexHolder holder(m_pWriter->m_hMainMutex);
+  tavtest::MutexHolder holder(m_pWriter->m_hMainMutex.Get());
   holder.ReleaseAfter(300);
   EXPECT_EQ(m_pWriter->StopRecord(), S_OK);
   EXPECT_TRUE(holder.Released());
@@ -143,7 +142,7 @@ TEST_F(MainMutexTest, StopRecordStopsARealFilterGraph) {
   ASSERT_EQ(m_pWriter->EmptyGraph(), 0);
   m_log.Clear();
   EXPECT_EQ(m_pWriter->StopRecord(), S_OK);
-  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex));
+  EXPECT_TRUE(MutexIsFree(m_pWriter->m_hMainMutex.Get()));
   EXPECT_EQ(m_log.Lines(), StopLines(true));
 }
 

@@ -21,6 +21,7 @@ class WriterObjectTest : public ::testing::Test {
     m_log.Clear();
   }
   void TearDown() override {
+    ForgetDistinctHandles();
     delete m_pWriter;
     if (m_pVideo) m_pVideo->Release();
     if (m_pAudio) m_pAudio->Release();
@@ -38,12 +39,20 @@ class WriterObjectTest : public ::testing::Test {
     return m_pAudio;
   }
   void SetDistinctHandles() {
-    m_pWriter->m_hEventFrameReady = reinterpret_cast<HANDLE>(0x101);
-    m_pWriter->m_hEventBufferReady = reinterpret_cast<HANDLE>(0x102);
-    m_pWriter->m_hEventBufferDone = reinterpret_cast<HANDLE>(0x103);
-    m_pWriter->m_hEventSampleReady = reinterpret_cast<HANDLE>(0x201);
-    m_pWriter->m_hEventAudioBufferReady = reinterpret_cast<HANDLE>(0x202);
-    m_pWriter->m_hEventAudioBufferDone = reinterpret_cast<HANDLE>(0x203);
+    m_pWriter->m_hEventFrameReady.Reset(reinterpret_cast<HANDLE>(0x101));
+    m_pWriter->m_hEventBufferReady.Reset(reinterpret_cast<HANDLE>(0x102));
+    m_pWriter->m_hEventBufferDone.Reset(reinterpret_cast<HANDLE>(0x103));
+    m_pWriter->m_hEventSampleReady.Reset(reinterpret_cast<HANDLE>(0x201));
+    m_pWriter->m_hEventAudioBufferReady.Reset(reinterpret_cast<HANDLE>(0x202));
+    m_pWriter->m_hEventAudioBufferDone.Reset(reinterpret_cast<HANDLE>(0x203));
+  }
+
+  // The distinct values are no handles: the writer must not close them.
+  void ForgetDistinctHandles() {
+    for (UniqueHandle* handle :
+         {&m_pWriter->m_hEventFrameReady, &m_pWriter->m_hEventBufferReady, &m_pWriter->m_hEventBufferDone,
+          &m_pWriter->m_hEventSampleReady, &m_pWriter->m_hEventAudioBufferReady, &m_pWriter->m_hEventAudioBufferDone})
+      handle->Release();
   }
 
   static std::wstring T(const wchar_t* function, const wchar_t* message) {
@@ -76,13 +85,13 @@ TEST_F(WriterObjectTest, ConstructorStartsEmptyAndTracesEnterLeave) {
   EXPECT_EQ(writer.m_bCompressed, 0);
   EXPECT_FALSE(writer.m_bStartPending);
   EXPECT_FALSE(writer.m_bStarted);
-  EXPECT_EQ(writer.m_hEventFrameReady, nullptr);
-  EXPECT_EQ(writer.m_hEventBufferReady, nullptr);
-  EXPECT_EQ(writer.m_hEventBufferDone, nullptr);
-  EXPECT_EQ(writer.m_hEventSampleReady, nullptr);
-  EXPECT_EQ(writer.m_hEventAudioBufferReady, nullptr);
-  EXPECT_EQ(writer.m_hEventAudioBufferDone, nullptr);
-  EXPECT_EQ(writer.m_hMainMutex, nullptr);
+  EXPECT_FALSE(writer.m_hEventFrameReady);
+  EXPECT_FALSE(writer.m_hEventBufferReady);
+  EXPECT_FALSE(writer.m_hEventBufferDone);
+  EXPECT_FALSE(writer.m_hEventSampleReady);
+  EXPECT_FALSE(writer.m_hEventAudioBufferReady);
+  EXPECT_FALSE(writer.m_hEventAudioBufferDone);
+  EXPECT_FALSE(writer.m_hMainMutex);
   EXPECT_EQ(writer.m_pVideoCompressors, nullptr);
   EXPECT_EQ(writer.m_nVideoCompressors, 0);
   EXPECT_EQ(writer.m_pAudioCompressors, nullptr);

@@ -5,7 +5,7 @@
 #pragma once
 
 #include "filters/MovieInterfaces.h"
-#include "writer/ComPtrs.h"
+#include "writer/ThrowingComPtr.h"
 
 #include <string>
 #include <vector>

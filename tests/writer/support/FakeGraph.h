@@ -3,7 +3,7 @@
 // methods do nothing. Single-threaded use; created with one reference.
 #pragma once
 
-#include "writer/ComPtrs.h"
+#include "writer/ThrowingComPtr.h"
 
 namespace tavtest {
 

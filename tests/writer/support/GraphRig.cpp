@@ -17,7 +17,7 @@ namespace {
 const DWORD kHandOverWaitMs = 10000;
 const int kWriterId = 1;
 
-HRESULT AttachBaseFilter(CUnknown* object, IBaseFilterPtr& filter) {
+HRESULT AttachBaseFilter(CUnknown* object, ThrowingComPtr<IBaseFilter>& filter) {
   IBaseFilter* base = nullptr;
   HRESULT hr = object->NonDelegatingQueryInterface(IID_IBaseFilter, reinterpret_cast<void**>(&base));
   if (FAILED(hr)) {
@@ -43,11 +43,6 @@ std::wstring PinLabel(IPin* pin) {
   return label;
 }
 
-void CloseIfSet(HANDLE& handle) {
-  if (handle) CloseHandle(handle);
-  handle = nullptr;
-}
-
 }  // namespace
 
 GraphRig::GraphRig() {
@@ -58,16 +53,16 @@ GraphRig::GraphRig() {
 
 GraphRig::~GraphRig() {
   if (m_pWriter->m_pGraph) {
-    IMediaControlPtr control(m_pWriter->m_pGraph);
+    ThrowingComPtr<IMediaControl> control(m_pWriter->m_pGraph);
     if (control) control->Stop();
   }
-  CloseIfSet(m_pWriter->m_hEventFrameReady);
-  CloseIfSet(m_pWriter->m_hEventBufferReady);
-  CloseIfSet(m_pWriter->m_hEventBufferDone);
-  CloseIfSet(m_pWriter->m_hEventSampleReady);
-  CloseIfSet(m_pWriter->m_hEventAudioBufferReady);
-  CloseIfSet(m_pWriter->m_hEventAudioBufferDone);
-  CloseIfSet(m_pWriter->m_hMainMutex);
+  m_pWriter->m_hEventFrameReady.Close();
+  m_pWriter->m_hEventBufferReady.Close();
+  m_pWriter->m_hEventBufferDone.Close();
+  m_pWriter->m_hEventSampleReady.Close();
+  m_pWriter->m_hEventAudioBufferReady.Close();
+  m_pWriter->m_hEventAudioBufferDone.Close();
+  m_pWriter->m_hMainMutex.Close();
   m_pWriter->EmptyGraph();
   delete g_plistAviID;
   g_plistAviID = nullptr;
@@ -79,13 +74,13 @@ HRESULT GraphRig::Setup(const RigSettings& settings) {
   m_settings = settings;
   CAviWriter& w = *m_pWriter;
   if (w.EmptyGraph() != 0) return E_FAIL;
-  w.m_hEventFrameReady = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  w.m_hEventBufferReady = CreateEventW(nullptr, FALSE, TRUE, nullptr);
-  w.m_hEventBufferDone = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  w.m_hEventSampleReady = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  w.m_hEventAudioBufferReady = CreateEventW(nullptr, FALSE, TRUE, nullptr);
-  w.m_hEventAudioBufferDone = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  w.m_hMainMutex = CreateMutexW(nullptr, FALSE, L"AviWrt_MainMutex");
+  w.m_hEventFrameReady.Reset(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  w.m_hEventBufferReady.Reset(CreateEventW(nullptr, FALSE, TRUE, nullptr));
+  w.m_hEventBufferDone.Reset(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  w.m_hEventSampleReady.Reset(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  w.m_hEventAudioBufferReady.Reset(CreateEventW(nullptr, FALSE, TRUE, nullptr));
+  w.m_hEventAudioBufferDone.Reset(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  w.m_hMainMutex.Reset(CreateMutexW(nullptr, FALSE, L"AviWrt_MainMutex"));
   if (!w.m_hMainMutex) return HRESULT_FROM_WIN32(GetLastError());
 
   HRESULT hr = S_OK;
@@ -135,18 +130,18 @@ HRESULT GraphRig::Start(const std::wstring& fileName) {
     record->pAudioCompressors = w.m_pAudioCompressors;
     record->nAudioCompressors = w.m_nAudioCompressors;
   }
-  ResetEvent(w.m_hEventBufferDone);
-  ResetEvent(w.m_hEventBufferReady);
-  ResetEvent(w.m_hEventFrameReady);
-  ResetEvent(w.m_hEventAudioBufferDone);
-  ResetEvent(w.m_hEventAudioBufferReady);
+  ResetEvent(w.m_hEventBufferDone.Get());
+  ResetEvent(w.m_hEventBufferReady.Get());
+  ResetEvent(w.m_hEventFrameReady.Get());
+  ResetEvent(w.m_hEventAudioBufferDone.Get());
+  ResetEvent(w.m_hEventAudioBufferReady.Get());
   w.m_bStartPending = true;
   if (!w.InitParam2(w.m_nWidth, static_cast<int>(w.m_nHeight), w.m_dFrameRate, static_cast<UINT>(w.m_bCompressed),
                     kWriterId))
     return E_FAIL;
   w.m_bStarted = true;
 
-  IMediaControlPtr control(w.m_pGraph);
+  ThrowingComPtr<IMediaControl> control(w.m_pGraph);
   if (!control) return E_NOINTERFACE;
   HRESULT hr = control->Stop();
   if (FAILED(hr)) return hr;
@@ -160,12 +155,12 @@ HRESULT GraphRig::Start(const std::wstring& fileName) {
 
 HRESULT GraphRig::PushBlock(bool audio, const void* data, int size, ULONGLONG time, ULONGLONG number) {
   CAviWriter& w = *m_pWriter;
-  HANDLE ready = audio ? w.m_hEventAudioBufferReady : w.m_hEventBufferReady;
-  HANDLE go = audio ? w.m_hEventSampleReady : w.m_hEventFrameReady;
-  HANDLE done = audio ? w.m_hEventAudioBufferDone : w.m_hEventBufferDone;
-  WaitForSingleObject(w.m_hMainMutex, INFINITE);
+  HANDLE ready = audio ? w.m_hEventAudioBufferReady.Get() : w.m_hEventBufferReady.Get();
+  HANDLE go = audio ? w.m_hEventSampleReady.Get() : w.m_hEventFrameReady.Get();
+  HANDLE done = audio ? w.m_hEventAudioBufferDone.Get() : w.m_hEventBufferDone.Get();
+  WaitForSingleObject(w.m_hMainMutex.Get(), INFINITE);
   if (WaitForSingleObject(ready, kHandOverWaitMs) == WAIT_TIMEOUT) {
-    ReleaseMutex(w.m_hMainMutex);
+    ReleaseMutex(w.m_hMainMutex.Get());
     return static_cast<HRESULT>(0xFFFFFB2E);
   }
   BYTE* bytes = static_cast<BYTE*>(const_cast<void*>(data));
@@ -173,7 +168,7 @@ HRESULT GraphRig::PushBlock(bool audio, const void* data, int size, ULONGLONG ti
   else w.AddMovieFrame2(bytes, size, time, number);
   SetEvent(go);
   DWORD waited = WaitForSingleObject(done, kHandOverWaitMs);
-  ReleaseMutex(w.m_hMainMutex);
+  ReleaseMutex(w.m_hMainMutex.Get());
   return waited == WAIT_TIMEOUT ? static_cast<HRESULT>(0xFFFFFB2E) : S_OK;
 }
 
@@ -201,9 +196,9 @@ HRESULT GraphRig::Stop() {
 
 std::vector<std::wstring> GraphRig::FilterNames() const {
   std::vector<std::wstring> names;
-  IEnumFiltersPtr filters;
+  ThrowingComPtr<IEnumFilters> filters;
   if (FAILED(m_pWriter->m_pGraph->EnumFilters(&filters))) return names;
-  IBaseFilterPtr filter;
+  ThrowingComPtr<IBaseFilter> filter;
   while (filters->Next(1, &filter, nullptr) == S_OK) names.push_back(FilterName(filter));
   std::sort(names.begin(), names.end());
   return names;
@@ -211,17 +206,17 @@ std::vector<std::wstring> GraphRig::FilterNames() const {
 
 Connections GraphRig::ConnectionList() const {
   Connections connections;
-  IEnumFiltersPtr filters;
+  ThrowingComPtr<IEnumFilters> filters;
   if (FAILED(m_pWriter->m_pGraph->EnumFilters(&filters))) return connections;
-  IBaseFilterPtr filter;
+  ThrowingComPtr<IBaseFilter> filter;
   while (filters->Next(1, &filter, nullptr) == S_OK) {
-    IEnumPinsPtr pins;
+    ThrowingComPtr<IEnumPins> pins;
     if (FAILED(filter->EnumPins(&pins))) continue;
-    IPinPtr pin;
+    ThrowingComPtr<IPin> pin;
     while (pins->Next(1, &pin, nullptr) == S_OK) {
       PIN_DIRECTION direction;
       if (FAILED(pin->QueryDirection(&direction)) || direction != PINDIR_OUTPUT) continue;
-      IPinPtr peer;
+      ThrowingComPtr<IPin> peer;
       if (pin->ConnectedTo(&peer) != S_OK || !peer) continue;
       connections.push_back(PinLabel(pin) + L" -> " + PinLabel(peer));
     }
@@ -231,9 +226,9 @@ Connections GraphRig::ConnectionList() const {
 }
 
 bool GraphRig::ConnectionType(const std::wstring& filterName, const std::wstring& pinName, AM_MEDIA_TYPE* type) const {
-  IBaseFilterPtr filter;
+  ThrowingComPtr<IBaseFilter> filter;
   if (FAILED(m_pWriter->m_pGraph->FindFilterByName(filterName.c_str(), &filter)) || !filter) return false;
-  IPinPtr pin;
+  ThrowingComPtr<IPin> pin;
   if (FAILED(filter->FindPin(pinName.c_str(), &pin)) || !pin) return false;
   return pin->ConnectionMediaType(type) == S_OK;
 }

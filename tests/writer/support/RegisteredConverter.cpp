@@ -1,7 +1,7 @@
 #include "tests/writer/support/RegisteredConverter.h"
 
 #include "tests/writer/support/FakeCompressor.h"
-#include "writer/ComPtrs.h"
+#include "writer/ThrowingComPtr.h"
 
 namespace tavtest {
 
