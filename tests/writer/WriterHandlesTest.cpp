@@ -27,10 +27,10 @@ class WriterHandlesTest : public ::testing::Test {
 
   LogCapture m_log;
   CAviWriter m_writer;
-  UniqueHandle* m_handles[7] = {&m_writer.m_hEventFrameReady,      &m_writer.m_hEventBufferReady,
-                                &m_writer.m_hEventBufferDone,      &m_writer.m_hEventSampleReady,
-                                &m_writer.m_hEventAudioBufferReady, &m_writer.m_hEventAudioBufferDone,
-                                &m_writer.m_hMainMutex};
+  UniqueHandle* m_handles[7] = {
+      &m_writer.m_hEventFrameReady,  &m_writer.m_hEventBufferReady,      &m_writer.m_hEventBufferDone,
+      &m_writer.m_hEventSampleReady, &m_writer.m_hEventAudioBufferReady, &m_writer.m_hEventAudioBufferDone,
+      &m_writer.m_hMainMutex};
 };
 
 TEST_F(WriterHandlesTest, ReleaseClosesEveryHandleAndLogsTheOneTheSystemRefuses) {
@@ -53,13 +53,12 @@ TEST_F(WriterHandlesTest, RecreatingTracesEachCloseAndLogsARefusedOne) {
   ASSERT_TRUE(RecreateHandOverEvents(&m_writer, 3));
   ASSERT_TRUE(RecreateMainMutex(&m_writer));
 
-  EXPECT_EQ(m_log.Lines(),
-            (Lines{LogCapture::Trace(L"TavMovieMakerInitEx", L"Closing 7ffffff0 m_hEventFrameReady"),
-                   LogCapture::Line(L"TavMovieMakerInitEx", L"ERROR", 0,
-                                    L"CloseHandle failed for m_hEventFrameReady, last_err=00000006 "),
-                   LogCapture::Trace(L"TavMovieMakerInitEx", L"Closing 7FFFFFF0 m_hMainMutex "),
-                   LogCapture::Line(L"TavMovieMakerInitEx", L"ERROR", 0,
-                                    L"CloseHandle failed for m_hMainMutex, last_err=00000006 ")}));
+  EXPECT_EQ(m_log.Lines(), (Lines{LogCapture::Trace(L"TavMovieMakerInitEx", L"Closing 7ffffff0 m_hEventFrameReady"),
+                                  LogCapture::Line(L"TavMovieMakerInitEx", L"ERROR", 0,
+                                                   L"CloseHandle failed for m_hEventFrameReady, last_err=00000006 "),
+                                  LogCapture::Trace(L"TavMovieMakerInitEx", L"Closing 7FFFFFF0 m_hMainMutex "),
+                                  LogCapture::Line(L"TavMovieMakerInitEx", L"ERROR", 0,
+                                                   L"CloseHandle failed for m_hMainMutex, last_err=00000006 ")}));
   for (UniqueHandle* handle : m_handles) EXPECT_TRUE(*handle);
   CloseWriterHandles(&m_writer);
 }
