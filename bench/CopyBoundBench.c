@@ -154,8 +154,8 @@ int wmain(int argc, wchar_t** argv) {
   LARGE_INTEGER rawSize = {0};
   if (b.raw == INVALID_HANDLE_VALUE || !GetFileSizeEx(b.raw, &rawSize) || b.frameSize == 0 || b.frames <= 0 ||
       (unsigned long long)rawSize.QuadPart < b.frameSize) {
-    fprintf(stderr, "cannot read %ld frames of %I64u bytes from the raw file: %lu\n", b.frames, (unsigned long long)b.frameSize,
-            GetLastError());
+    fprintf(stderr, "cannot read %ld frames of %I64u bytes from the raw file: %lu\n", b.frames,
+            (unsigned long long)b.frameSize, GetLastError());
     return 1;
   }
   b.framesInFile = (long)(rawSize.QuadPart / (LONGLONG)b.frameSize);

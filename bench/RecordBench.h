@@ -64,6 +64,5 @@ static inline BOOL ReadRawFrame(HANDLE raw, long framesInFile, long n, unsigned 
   LARGE_INTEGER at;
   DWORD got = 0;
   at.QuadPart = (LONGLONG)(n % framesInFile) * frameSize;
-  return SetFilePointerEx(raw, at, NULL, FILE_BEGIN) && ReadFile(raw, frame, frameSize, &got, NULL) &&
-         got == frameSize;
+  return SetFilePointerEx(raw, at, NULL, FILE_BEGIN) && ReadFile(raw, frame, frameSize, &got, NULL) && got == frameSize;
 }
