@@ -12,7 +12,8 @@
  * Each way writes frames * frame size bytes to the output file, which is
  * deleted after each run.
  *
- *   copy_bound_bench.exe <frames.raw> <frame bytes> <frames> <out file> [rounds]
+ *   copy_bound_bench.exe <frames.raw> <width> <height> <grey|rgb24> <frames> <out file> [rounds]
+ * (the arguments of dll_record_bench.exe, bench/RecordBench.h)
  * Prints one line per way:  <way> fps=<median> (<min>-<max>) of <rounds> rounds
  */
 #include <windows.h>
@@ -22,13 +23,15 @@
 #include <string.h>
 #include <wchar.h>
 
+#include "RecordBench.h"
+
 #define POOL 3
 #define MAX_ROUNDS 15
 
 typedef struct {
   HANDLE raw;
   HANDLE out;
-  size_t frameSize;
+  unsigned frameSize;
   long frames;
   long framesInFile;
   unsigned char* frame;
@@ -39,22 +42,8 @@ typedef struct {
   CONDITION_VARIABLE changed;
   long produced, written;
   int failed;
+  DWORD error; /* the writer thread's, when it failed */
 } Bench;
-
-static double Seconds(void) {
-  LARGE_INTEGER f, t;
-  QueryPerformanceFrequency(&f);
-  QueryPerformanceCounter(&t);
-  return (double)t.QuadPart / (double)f.QuadPart;
-}
-
-static int ReadFrame(Bench* b, long n, unsigned char* into) {
-  LARGE_INTEGER at;
-  DWORD got = 0;
-  at.QuadPart = (LONGLONG)(n % b->framesInFile) * (LONGLONG)b->frameSize;
-  return SetFilePointerEx(b->raw, at, NULL, FILE_BEGIN) && ReadFile(b->raw, into, (DWORD)b->frameSize, &got, NULL) &&
-         got == b->frameSize;
-}
 
 static int WriteAll(HANDLE file, const unsigned char* data, size_t size) {
   DWORD done = 0;
@@ -83,7 +72,7 @@ static int RunDd(Bench* b) {
 
 static int RunSerial(Bench* b) {
   for (long n = 0; n < b->frames; ++n) {
-    if (!ReadFrame(b, n, b->frame)) return 0;
+    if (!ReadRawFrame(b->raw, b->framesInFile, n, b->frameSize, b->frame)) return 0;
     memcpy(b->pool[0], b->frame, b->frameSize);
     if (!WriteAll(b->out, b->pool[0], b->frameSize)) return 0;
   }
@@ -98,7 +87,10 @@ static DWORD WINAPI Writer(void* arg) {
     LeaveCriticalSection(&b->cs);
     int ok = WriteAll(b->out, b->pool[n % POOL], b->frameSize);
     EnterCriticalSection(&b->cs);
-    if (!ok) b->failed = 1;
+    if (!ok && !b->failed) {
+      b->failed = 1;
+      b->error = GetLastError();
+    }
     b->written = n + 1;
     LeaveCriticalSection(&b->cs);
     WakeAllConditionVariable(&b->changed);
@@ -113,7 +105,7 @@ static int RunThreaded(Bench* b) {
   if (!thread) return 0;
   int ok = 1;
   for (long n = 0; n < b->frames && ok; ++n) {
-    ok = ReadFrame(b, n, b->frame);
+    ok = ReadRawFrame(b->raw, b->framesInFile, n, b->frameSize, b->frame);
     EnterCriticalSection(&b->cs);
     while (n - b->written >= POOL) SleepConditionVariableCS(&b->changed, &b->cs, INFINITE);
     LeaveCriticalSection(&b->cs);
@@ -131,6 +123,7 @@ static int RunThreaded(Bench* b) {
   }
   WaitForSingleObject(thread, INFINITE);
   CloseHandle(thread);
+  if (ok && b->failed) SetLastError(b->error);
   return ok && !b->failed;
 }
 
@@ -140,29 +133,23 @@ static int Compare(const void* a, const void* b) {
 }
 
 int wmain(int argc, wchar_t** argv) {
-  if (argc < 5) {
-    fprintf(stderr, "usage: copy_bound_bench.exe <frames.raw> <frame bytes> <frames> <out file> [rounds]\n");
-    return 2;
-  }
+  static const char usage[] =
+      "usage: copy_bound_bench.exe <frames.raw> <width> <height> <grey|rgb24> <frames> <out file> [rounds]\n";
+  RecordBenchArgs args;
+  int code = ParseRecordBenchArgs(argc, argv, usage, &args);
+  if (code != 0) return code;
+  int rounds = argc > 7 ? _wtoi(argv[7]) : 5;
+  if (rounds < 1 || rounds > MAX_ROUNDS) rounds = 5;
   Bench b;
   memset(&b, 0, sizeof b);
-  b.frameSize = (size_t)_wtoi64(argv[2]);
-  b.frames = wcstol(argv[3], NULL, 10);
-  int rounds = argc > 5 ? _wtoi(argv[5]) : 5;
-  if (rounds < 1 || rounds > MAX_ROUNDS) rounds = 5;
-  b.raw = CreateFileW(argv[1], GENERIC_READ, FILE_SHARE_READ, NULL, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, NULL);
-  LARGE_INTEGER rawSize = {0};
-  if (b.raw == INVALID_HANDLE_VALUE || !GetFileSizeEx(b.raw, &rawSize) || b.frameSize == 0 || b.frames <= 0 ||
-      (unsigned long long)rawSize.QuadPart < b.frameSize) {
-    fprintf(stderr, "cannot read %ld frames of %I64u bytes from the raw file: %lu\n", b.frames, (unsigned long long)b.frameSize,
-            GetLastError());
-    return 1;
-  }
-  b.framesInFile = (long)(rawSize.QuadPart / (LONGLONG)b.frameSize);
+  b.frameSize = args.frameSize;
+  b.frames = args.frames;
+  b.raw = OpenRawFrames(&args, &b.framesInFile);
+  if (b.raw == INVALID_HANDLE_VALUE) return Fail("opening the raw frames", HRESULT_FROM_WIN32(GetLastError()));
   b.frame = VirtualAlloc(NULL, b.frameSize, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
   b.block = VirtualAlloc(NULL, BLOCK, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
   for (int i = 0; i < POOL; ++i) b.pool[i] = VirtualAlloc(NULL, b.frameSize, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
-  if (!b.frame || !b.block || !b.pool[POOL - 1]) return 1;
+  if (!b.frame || !b.block || !b.pool[POOL - 1]) return Fail("VirtualAlloc", E_OUTOFMEMORY);
   InitializeCriticalSection(&b.cs);
   InitializeConditionVariable(&b.changed);
 
@@ -172,17 +159,15 @@ int wmain(int argc, wchar_t** argv) {
   for (int r = 0; r < rounds; ++r) {
     for (int i = 0; i < 3; ++i) {
       int way = (i + r) % 3;
-      b.out = CreateFileW(argv[4], GENERIC_WRITE, 0, NULL, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, NULL);
-      if (b.out == INVALID_HANDLE_VALUE) return 1;
+      b.out = CreateFileW(args.moviePath, GENERIC_WRITE, 0, NULL, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, NULL);
+      if (b.out == INVALID_HANDLE_VALUE) return Fail("creating the output file", HRESULT_FROM_WIN32(GetLastError()));
       double t0 = Seconds();
       int ok = ways[way](&b);
       double t1 = Seconds();
+      DWORD error = ok ? 0 : GetLastError();
       CloseHandle(b.out);
-      DeleteFileW(argv[4]);
-      if (!ok) {
-        fprintf(stderr, "%s failed: %lu\n", names[way], GetLastError());
-        return 1;
-      }
+      DeleteFileW(args.moviePath);
+      if (!ok) return Fail(names[way], HRESULT_FROM_WIN32(error));
       fps[way][r] = b.frames / (t1 - t0);
     }
   }

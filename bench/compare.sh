@@ -143,7 +143,7 @@ for spec in "${cases[@]}"; do
     fi
   done
   # The copies alone, to tmpfs (the program interleaves its ways itself).
-  copies=$(run_wine "$bin/copy_bound_bench.exe" "$(winpath "$src")" $(( bytes / n )) "$n" \
+  copies=$(run_wine "$bin/copy_bound_bench.exe" "$(winpath "$src")" "$w" "$h" "$fmt" "$n" \
     "$(winpath "$work_shm/copies.out")" "$rounds")
   echo "$copies" >>"$log"
   way() { sed -n "s/^$1 *fps=\([0-9.]*\) (\([0-9.]*\)-\([0-9.]*\)).*/\1 (\2-\3)/p" <<<"$copies"; }

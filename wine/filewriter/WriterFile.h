@@ -34,6 +34,8 @@ class WriterFile {
 
   // Writes size bytes at offset; *written (optional) gets what was written.
   // A short write (disk full) fails with HRESULT_FROM_WIN32(ERROR_DISK_FULL).
+  // Sets the file position first (no OVERLAPPED: under Wine, a write given
+  // one costs a wineserver request), so calls must not interleave.
   HRESULT WriteAt(ULONGLONG offset, const void* data, ULONG size, ULONG* written);
   // Reads up to size bytes at offset; reading past the end gives fewer bytes.
   HRESULT ReadAt(ULONGLONG offset, void* data, ULONG size, ULONG* read);
