@@ -1,5 +1,6 @@
-// NonThrowingComPtr: the owning COM pointer of the framework and the DLL's
-// source filters built on it. It holds one counted reference
+// NonThrowingComPtr: the owning COM pointer of the framework, the DLL's
+// source filters built on it and the platform pack, whose COM methods and
+// streaming threads must never let an exception out. It holds one counted reference
 // and releases it when it is destroyed, reset or moved onto; it moves and
 // never copies. It never throws: a null pointer is tested by the caller, as
 // with a raw pointer, and a failing call reports its HRESULT.
@@ -12,6 +13,9 @@
 // interface handed out through an out parameter keep their AddRef.
 #pragma once
 
+#include <windows.h>
+#include <unknwn.h>
+
 template <class T>
 class NonThrowingComPtr {
  public:
@@ -21,6 +25,15 @@ class NonThrowingComPtr {
     if (m_p != nullptr) m_p->AddRef();
   }
   ~NonThrowingComPtr() { Reset(); }
+
+  // Takes over a reference the caller already holds (no AddRef).
+  static NonThrowingComPtr Adopt(T* p) noexcept {
+    NonThrowingComPtr held;
+    held.m_p = p;
+    return held;
+  }
+  // Holds a reference of its own to `p` (AddRef unless null).
+  static NonThrowingComPtr Share(T* p) noexcept { return NonThrowingComPtr(p); }
 
   NonThrowingComPtr(NonThrowingComPtr&& other) noexcept : m_p(other.Detach()) {}
   NonThrowingComPtr& operator=(NonThrowingComPtr&& other) noexcept {
@@ -58,6 +71,16 @@ class NonThrowingComPtr {
   T** Put() noexcept {
     Reset();
     return &m_p;
+  }
+  // Put() for QueryInterface and CoCreateInstance.
+  void** PutVoid() noexcept { return reinterpret_cast<void**>(Put()); }
+  // Hands out a reference of the caller's own (AddRef); *out is null when
+  // none is held. E_POINTER when out is null.
+  HRESULT CopyTo(T** out) const noexcept {
+    if (out == nullptr) return E_POINTER;
+    if (m_p != nullptr) m_p->AddRef();
+    *out = m_p;
+    return S_OK;
   }
 
  private:

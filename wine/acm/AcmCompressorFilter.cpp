@@ -2,7 +2,7 @@
 
 #include "wine/server/PackClasses.h"
 #include "wine/acm/AcmCompressorClsid.h"
-#include "wine/common/NothrowComPtr.h"
+#include "framework/NonThrowingComPtr.h"
 #include "wine/acm/AcmOutputPin.h"
 #include "wine/acm/WaveMediaType.h"
 
@@ -186,7 +186,7 @@ HRESULT CAcmCompressorFilter::DeliverConverted(const std::vector<BYTE>& output, 
   const size_t align = format.empty() ? 1 : std::max<size_t>(Header(format).nBlockAlign, 1);
   size_t offset = 0;
   while (offset < output.size()) {
-    NothrowComPtr<IMediaSample> outSample;
+    NonThrowingComPtr<IMediaSample> outSample;
     HRESULT hr = OutputPin()->GetDeliveryBuffer(outSample.Put(), nullptr, nullptr, 0);
     if (FAILED(hr)) return hr;
     BYTE* buffer = nullptr;

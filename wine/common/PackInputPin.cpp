@@ -34,7 +34,7 @@ HRESULT STDMETHODCALLTYPE CPackInputPin::GetAllocator(IMemAllocator** ppAllocato
 HRESULT STDMETHODCALLTYPE CPackInputPin::NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly) {
   if (pAllocator == nullptr) return E_POINTER;
   CAutoLock lock(m_pLock);
-  m_pAllocator = NothrowComPtr<IMemAllocator>::Share(pAllocator);
+  m_pAllocator = NonThrowingComPtr<IMemAllocator>::Share(pAllocator);
   m_bReadOnly = bReadOnly;
   return S_OK;
 }

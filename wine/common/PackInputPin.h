@@ -35,7 +35,7 @@
 #include <windows.h>
 #include <strmif.h>
 
-#include "common/NothrowComPtr.h"
+#include "framework/NonThrowingComPtr.h"
 #include "framework/BasePin.h"
 #include "framework/CritSec.h"
 
@@ -98,7 +98,7 @@ class CPackInputPin : public CBasePin, public IMemInputPin {
   virtual HRESULT OnBeginFlush() { return S_OK; }
   virtual HRESULT OnEndFlush() { return S_OK; }
 
-  NothrowComPtr<IMemAllocator> m_pAllocator;  // null when none
+  NonThrowingComPtr<IMemAllocator> m_pAllocator;  // null when none
   BOOL m_bReadOnly = FALSE;
 
  private:

@@ -1,6 +1,6 @@
 #include "wine/mjpeg/MjpegCompressorFilter.h"
 
-#include "wine/common/NothrowComPtr.h"
+#include "framework/NonThrowingComPtr.h"
 #include "wine/mjpeg/MjpegClsid.h"
 #include "wine/mjpeg/MjpegOutputPin.h"
 #include "wine/server/PackClasses.h"
@@ -83,7 +83,7 @@ HRESULT CMjpegCompressorFilter::Receive(IMediaSample* sample) {
   if (!m_encoder || !OutputPin()->IsConnected())
     return VFW_E_NOT_CONNECTED;  // the output was not connected when the graph paused
 
-  NothrowComPtr<IMediaSample> out;
+  NonThrowingComPtr<IMediaSample> out;
   hr = OutputPin()->GetDeliveryBuffer(out.Put(), nullptr, nullptr, 0);
   if (FAILED(hr)) return hr;
   BYTE* buffer = nullptr;

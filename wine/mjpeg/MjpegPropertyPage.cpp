@@ -93,7 +93,7 @@ STDMETHODIMP_(ULONG) CMjpegPropertyPage::Release() {
 STDMETHODIMP CMjpegPropertyPage::SetPageSite(IPropertyPageSite* site) {
   if (site != nullptr && m_site) return E_UNEXPECTED;
   m_site.Reset();
-  m_site = NothrowComPtr<IPropertyPageSite>::Share(site);
+  m_site = NonThrowingComPtr<IPropertyPageSite>::Share(site);
   return S_OK;
 }
 
@@ -173,11 +173,11 @@ STDMETHODIMP CMjpegPropertyPage::SetObjects(ULONG count, IUnknown** objects) {
   if (objects == nullptr || objects[0] == nullptr) return E_POINTER;
   // The filter itself, or the output pin that answers IAMVideoCompression.
   if (SUCCEEDED(objects[0]->QueryInterface(IID_IAMVideoCompression, m_compression.PutVoid()))) return S_OK;
-  NothrowComPtr<IBaseFilter> filter;
+  NonThrowingComPtr<IBaseFilter> filter;
   if (FAILED(objects[0]->QueryInterface(IID_IBaseFilter, filter.PutVoid()))) return E_NOINTERFACE;
-  NothrowComPtr<IEnumPins> pins;
+  NonThrowingComPtr<IEnumPins> pins;
   if (SUCCEEDED(filter->EnumPins(pins.Put()))) {
-    NothrowComPtr<IPin> pin;
+    NonThrowingComPtr<IPin> pin;
     while (!m_compression && pins->Next(1, pin.Put(), nullptr) == S_OK)
       pin->QueryInterface(IID_IAMVideoCompression, m_compression.PutVoid());
   }

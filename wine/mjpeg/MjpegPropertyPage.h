@@ -17,7 +17,7 @@
 
 #include <atomic>
 
-#include "wine/common/NothrowComPtr.h"
+#include "framework/NonThrowingComPtr.h"
 
 HRESULT CreateMjpegPropertyPage(IUnknown* outer, REFIID riid, void** object);
 
@@ -55,8 +55,8 @@ class CMjpegPropertyPage final : public IPropertyPage {
   void ReleaseObjects();
 
   std::atomic<ULONG> m_refs{1};
-  NothrowComPtr<IPropertyPageSite> m_site;
-  NothrowComPtr<IAMVideoCompression> m_compression;
+  NonThrowingComPtr<IPropertyPageSite> m_site;
+  NonThrowingComPtr<IAMVideoCompression> m_compression;
   HWND m_window = nullptr;
   HWND m_edit = nullptr;
   HWND m_parent = nullptr;         // subclassed while active

@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "common/ComBarrier.h"
-#include "common/NothrowComPtr.h"
+#include "framework/NonThrowingComPtr.h"
 #include "common/PackLog.h"
 #include "mux/MuxStreamFormat.h"
 #include "server/PackClasses.h"
@@ -176,7 +176,7 @@ HRESULT CAviMux::StartWritingLocked() {
   IPin* pPeer = m_pOutput->GetConnected();
   if (pPeer == nullptr) return S_OK;  // nothing to write to: samples are refused
 
-  NothrowComPtr<IStream> stream;
+  NonThrowingComPtr<IStream> stream;
   HRESULT hr = pPeer->QueryInterface(IID_IStream, stream.PutVoid());
   if (FAILED(hr)) return hr;
   std::unique_ptr<StreamSink> sink(new (std::nothrow) StreamSink(std::move(stream)));
@@ -333,7 +333,7 @@ void CAviMux::Tick() {
 HRESULT CAviMux::InputEndOfStream() {
   // The stream ends downstream only after every queued sample is written.
   if (m_pQueue) m_pQueue->Drain();
-  NothrowComPtr<IPin> peer;
+  NonThrowingComPtr<IPin> peer;
   {
     CAutoLock lock(&m_csWrite);
     if (m_bEndOfStreamSent) return S_OK;
@@ -341,7 +341,7 @@ HRESULT CAviMux::InputEndOfStream() {
       if (!pin->IsAtEndOfStream()) return S_OK;
     }
     m_bEndOfStreamSent = true;
-    peer = NothrowComPtr<IPin>::Share(m_pOutput->GetConnected());
+    peer = NonThrowingComPtr<IPin>::Share(m_pOutput->GetConnected());
   }
   // Every input has ended: the stream downstream ends too.
   return peer ? peer->EndOfStream() : S_OK;

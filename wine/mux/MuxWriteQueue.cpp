@@ -30,7 +30,7 @@ HRESULT MuxWriteQueue::Push(CAviMuxInputPin* pPin, IMediaSample* pSample) {
   HRESULT hr = FAILED(m_hrFailure) ? m_hrFailure : (m_bStopping || !m_hThread) ? VFW_E_WRONG_STATE : S_OK;
   if (hr == S_OK) {
     try {
-      m_items.push_back({pPin, NothrowComPtr<IMediaSample>::Share(pSample)});
+      m_items.push_back({pPin, NonThrowingComPtr<IMediaSample>::Share(pSample)});
       ++m_nPushed;
       ++m_nHeld;
     } catch (const std::bad_alloc&) {

@@ -23,7 +23,7 @@
 
 #include <deque>
 
-#include "common/NothrowComPtr.h"
+#include "framework/NonThrowingComPtr.h"
 #include "framework/UniqueHandle.h"
 
 class CAviMuxInputPin;
@@ -61,7 +61,7 @@ class MuxWriteQueue {
  private:
   struct Item {
     CAviMuxInputPin* pin;
-    NothrowComPtr<IMediaSample> sample;
+    NonThrowingComPtr<IMediaSample> sample;
   };
   static DWORD WINAPI ThreadMain(void* self);
   void Run();

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-StreamSink::StreamSink(NothrowComPtr<IStream> stream) : stream_(std::move(stream)) {}
+StreamSink::StreamSink(NonThrowingComPtr<IStream> stream) : stream_(std::move(stream)) {}
 
 HRESULT StreamSink::WriteAt(std::uint64_t offset, const void* data, std::size_t size) {
   if (!stream_) return E_UNEXPECTED;

@@ -5,12 +5,12 @@
 
 #include <objidl.h>
 
-#include "common/NothrowComPtr.h"
+#include "framework/NonThrowingComPtr.h"
 #include "mux/PositionalWriter.h"
 
 class StreamSink : public PositionalWriter {
  public:
-  explicit StreamSink(NothrowComPtr<IStream> stream);
+  explicit StreamSink(NonThrowingComPtr<IStream> stream);
   StreamSink(const StreamSink&) = delete;
   StreamSink& operator=(const StreamSink&) = delete;
 
@@ -19,5 +19,5 @@ class StreamSink : public PositionalWriter {
   HRESULT Commit();
 
  private:
-  NothrowComPtr<IStream> stream_;
+  NonThrowingComPtr<IStream> stream_;
 };

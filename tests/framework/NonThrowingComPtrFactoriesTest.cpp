@@ -1,12 +1,11 @@
-// The pack's owning COM pointer (wine/common/NothrowComPtr.h) against a fake
-// that counts AddRef and Release: exactly one reference held, none lost or
-// added by moves.
+// NonThrowingComPtr's factories and out-parameter members, as the platform
+// pack uses them, against a fake that counts AddRef and Release.
 #include <gtest/gtest.h>
 #include <windows.h>
 
 #include <utility>
 
-#include "common/NothrowComPtr.h"
+#include "framework/NonThrowingComPtr.h"
 
 namespace {
 
@@ -29,9 +28,9 @@ class CountingUnknown : public IUnknown {
   int releases = 0;
 };
 
-using UnknownPtr = NothrowComPtr<IUnknown>;
+using UnknownPtr = NonThrowingComPtr<IUnknown>;
 
-TEST(NothrowComPtrTest, AdoptTakesTheReferenceAndReleasesItOnce) {
+TEST(NonThrowingComPtrTest, AdoptTakesTheReferenceAndReleasesItOnce) {
   CountingUnknown object;
   {
     UnknownPtr held = UnknownPtr::Adopt(&object);
@@ -43,7 +42,7 @@ TEST(NothrowComPtrTest, AdoptTakesTheReferenceAndReleasesItOnce) {
   EXPECT_EQ(object.releases, 1);
 }
 
-TEST(NothrowComPtrTest, ShareAddsAReferenceOfItsOwn) {
+TEST(NonThrowingComPtrTest, ShareAddsAReferenceOfItsOwn) {
   CountingUnknown object;
   {
     UnknownPtr held = UnknownPtr::Share(&object);
@@ -54,52 +53,7 @@ TEST(NothrowComPtrTest, ShareAddsAReferenceOfItsOwn) {
   EXPECT_EQ(object.releases, 1);
 }
 
-TEST(NothrowComPtrTest, MovesHandTheReferenceOverWithoutCounting) {
-  CountingUnknown object;
-  UnknownPtr first = UnknownPtr::Share(&object);
-  UnknownPtr second(std::move(first));
-  EXPECT_FALSE(first);
-  EXPECT_EQ(second.Get(), &object);
-  UnknownPtr third;
-  third = std::move(second);
-  EXPECT_FALSE(second);
-  EXPECT_EQ(third.Get(), &object);
-  EXPECT_EQ(object.addRefs, 1);
-  EXPECT_EQ(object.releases, 0);
-}
-
-TEST(NothrowComPtrTest, MoveAssignmentReleasesTheReferenceItHeld) {
-  CountingUnknown old, taken;
-  UnknownPtr held = UnknownPtr::Share(&old);
-  held = UnknownPtr::Share(&taken);
-  EXPECT_EQ(held.Get(), &taken);
-  EXPECT_EQ(old.Held(), 0);
-  EXPECT_EQ(old.releases, 1);
-  EXPECT_EQ(taken.Held(), 1);
-}
-
-TEST(NothrowComPtrTest, ResetReleasesOnceAndLeavesNull) {
-  CountingUnknown object;
-  UnknownPtr held = UnknownPtr::Share(&object);
-  held.Reset();
-  EXPECT_FALSE(held);
-  EXPECT_EQ(held.Get(), nullptr);
-  held.Reset();
-  EXPECT_EQ(object.addRefs, 1);
-  EXPECT_EQ(object.releases, 1);
-}
-
-TEST(NothrowComPtrTest, DetachGivesTheReferenceUpWithoutReleasing) {
-  CountingUnknown object;
-  UnknownPtr held = UnknownPtr::Share(&object);
-  IUnknown* raw = held.Detach();
-  EXPECT_EQ(raw, &object);
-  EXPECT_FALSE(held);
-  EXPECT_EQ(object.Held(), 1);
-  raw->Release();
-}
-
-TEST(NothrowComPtrTest, PutReleasesTheOldReferenceAndAdoptsTheOutParameter) {
+TEST(NonThrowingComPtrTest, PutVoidReleasesTheOldReferenceAndAdoptsTheOutParameter) {
   CountingUnknown old, filled;
   UnknownPtr held = UnknownPtr::Share(&old);
   ASSERT_EQ(filled.QueryInterface(IID_IUnknown, held.PutVoid()), S_OK);
@@ -110,7 +64,7 @@ TEST(NothrowComPtrTest, PutReleasesTheOldReferenceAndAdoptsTheOutParameter) {
   EXPECT_EQ(filled.Held(), 0);
 }
 
-TEST(NothrowComPtrTest, CopyToHandsOutAReferenceOfTheCallersOwn) {
+TEST(NonThrowingComPtrTest, CopyToHandsOutAReferenceOfTheCallersOwn) {
   CountingUnknown object;
   UnknownPtr held = UnknownPtr::Share(&object);
   IUnknown* out = nullptr;
