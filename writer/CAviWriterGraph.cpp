@@ -57,14 +57,36 @@ static HRESULT FindFreePin(ThrowingComPtr<ICaptureGraphBuilder2>& builder, IBase
   return builder->FindPin(filter, direction, nullptr, nullptr, TRUE, 0, &pin);
 }
 
-// Removes a filter from the graph. One that is still running (the graph's
-// Stop did not reach it) refuses with VFW_E_NOT_STOPPED: it is stopped and
-// removed once more. False, with an ERROR line, when it stays in the graph:
-// emptying then ends there instead of finding the same filter for ever.
+// Stops a filter and every filter its pins are connected to. The graph's Stop
+// reaches only the filters it runs itself. A filter can be running in a graph
+// the writer no longer holds: a writer ID whose record has no graph, loaded
+// during a recording, leaves that recording's graph running unseen, and its
+// filters then come into the writer's new graph with their old connections.
+static void StopFilterAndPeers(IBaseFilter* filter) {
+  filter->Stop();
+  ThrowingComPtr<IEnumPins> pins;
+  if (FAILED(filter->EnumPins(&pins)) || !pins) return;
+  ThrowingComPtr<IPin> pin;
+  while (pins->Next(1, &pin, nullptr) == S_OK) {
+    ThrowingComPtr<IPin> peer;
+    PIN_INFO peerInfo = {};
+    if (SUCCEEDED(pin->ConnectedTo(&peer)) && peer && SUCCEEDED(peer->QueryPinInfo(&peerInfo)) && peerInfo.pFilter) {
+      peerInfo.pFilter->Stop();
+      peerInfo.pFilter->Release();
+    }
+    pin = nullptr;
+  }
+}
+
+// Removes a filter from the graph. One that is still running, or connected to
+// one (the graph's Stop did not reach them), refuses with VFW_E_NOT_STOPPED:
+// they are stopped and the filter is removed once more. False, with an ERROR
+// line, when it stays in the graph: emptying then ends there instead of
+// finding the same filter for ever.
 static bool RemoveStoppedFilter(ThrowingComPtr<IGraphBuilder>& graph, IBaseFilter* filter) {
   HRESULT hr = graph->RemoveFilter(filter);
   if (hr == VFW_E_NOT_STOPPED) {
-    filter->Stop();
+    StopFilterAndPeers(filter);
     hr = graph->RemoveFilter(filter);
   }
   if (SUCCEEDED(hr)) return true;

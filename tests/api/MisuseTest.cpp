@@ -16,6 +16,7 @@ namespace {
 
 const HRESULT kFail = static_cast<HRESULT>(0x80004005);
 const HRESULT kPointer = static_cast<HRESULT>(0x80004003);
+const HRESULT kCannotConnect = static_cast<HRESULT>(0x80040217);  // VFW_E_CANNOT_CONNECT
 
 double SecondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -176,6 +177,46 @@ TEST_F(Misuse, ReleaseDuringARecording) {
   std::wstring next = Record(again, L"after-release.avi", 2);
   EXPECT_EQ(dll.StopMovieRecord(again), S_OK);
   EXPECT_EQ(ProbeStream(next, "v:0")["nb_frames"], "2");
+}
+
+// An unknown ID makes a fresh record under the next counter value; a later
+// call with that value loads the record, which has no graph, into the writer
+// while its recording runs. That graph goes on running unseen: Stop empties a
+// new graph, and the next recording's build, adding the still running
+// filters with their old connections, fails. Emptying must stop them, or the
+// writer's release (Wine's graph removes filters until none is left) never
+// returns.
+TEST_F(Misuse, AGraphLeftRunningBehindAnIdNeverGivenIsStoppedWhenEmptied) {
+  int id = 0;
+  ASSERT_NO_FATAL_FAILURE(SetUpWriter(&id));
+  ASSERT_EQ(dll.SetAudioStream(id, 16), S_OK);
+  std::wstring first = Record(id, L"first.avi", 1);
+  EXPECT_EQ(dll.AddMovieFrame2(-1, frame.data(), 0, 0, 0), kFail);  // record 2, no graph
+  std::vector<unsigned char> audio(7680, 0x11);
+  EXPECT_EQ(dll.AddAudioSample(2, audio.data(), 7680, 0), S_OK);               // loads record 2
+  EXPECT_EQ(dll.StopMovieRecord(id), S_OK);                                    // record 3
+  ASSERT_EQ(dll.StartMovieRecord(id, (dir + L"second.avi").c_str()), S_OK);    // record 4
+  EXPECT_EQ(dll.AddMovieFrame2(id, frame.data(), 384, 0, 0), kCannotConnect);  // record 5
+  dll.TakeLines();
+  EXPECT_EQ(dll.StopMovieRecord(id), S_OK);  // record 6
+  std::vector<std::wstring> lines = dll.TakeLines();
+  EXPECT_EQ(Count(lines, L"SV=ERROR; CD=-2147220956; MSG=EmptyGraph() a filter cannot be removed: 0x80040224"), 0)
+      << Dump(lines);
+  // Stopping the first recording's filters completed its movie.
+  EXPECT_EQ(ProbeStream(first, "v:0")["nb_frames"], "1");
+
+  // Releasing record 6, the only one, takes the writer with it.
+  HANDLE released = CreateThread(
+      nullptr, 0,
+      [](void* self) -> DWORD {
+        static_cast<MovieMakerDll*>(self)->Release(6);
+        return 0;
+      },
+      &dll, 0, nullptr);
+  ASSERT_NE(released, nullptr);
+  ASSERT_EQ(WaitForSingleObject(released, 30000), WAIT_OBJECT_0) << "TavMovieMakerRelease(6) did not return";
+  CloseHandle(released);
+  EXPECT_EQ(dll.SetAudioStream(0, 16), kPointer) << "the writer object is gone";
 }
 
 TEST_F(Misuse, AFileThatCannotBeCreatedFailsAFrameAndStopStillWorks) {

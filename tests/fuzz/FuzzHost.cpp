@@ -808,12 +808,7 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
   // record counts up): a new writer shows the counter, releasing it counts
   // back; when the writer still remains, an unknown ID replaces the registry
   // by a record with the ID just seen, and releasing that takes the writer.
-  // Not when the writer has an audio source (SetAudioStream answers S_OK
-  // then, E_FAIL for ID 0 without one): after a graph build that failed
-  // behind an audio recording, its source stays running, and the Release
-  // after a new writer then never returned (seed 1180); such a writer ends
-  // its child's batch.
-  if (x.SetAudioStream(0, 16) == E_FAIL) {
+  if (WriterRemains()) {
     int id = INT_MIN;
     print(index, "TavMovieMakerInit2(32, 16, 25, &" + std::to_string(id) + ")");
     HRESULT hr = x.Init2(32, 16, 25.0, &id);
