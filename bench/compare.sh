@@ -110,6 +110,8 @@ table="| target | frames | DLL | ffmpeg \`-c:v rawvideo\` | VfW AVIFile (Wine) |
 |---|---|---|---|---|---|---|---|"
 copies_table="| frames | dd under Wine | 3 copies, one thread | 3 copies, write on its own thread | DLL / that |
 |---|---|---|---|---|"
+phases_table="| frames | one frame (1 / DLL's rate) | host gets the frame | host inside AddMovieFrame2 | one memcpy of the frame | hand-over beyond that copy |
+|---|---|---|---|---|---|"
 for spec in "${cases[@]}"; do
   read -r size fmt n <<<"$spec"
   w=${size%x*}; h=${size#*x}
@@ -121,6 +123,7 @@ for spec in "${cases[@]}"; do
   for target in shm disk; do
     dir=$work_shm; [ $target = disk ] && dir=$work_disk
     for c in "${contenders[@]}"; do figures[$c]=""; done
+    phases=""
     for (( r = 0; r < rounds; r++ )); do
       for (( i = 0; i < ${#contenders[@]}; i++ )); do
         c=${contenders[$(( (i + r) % ${#contenders[@]} ))]}
@@ -129,6 +132,7 @@ for spec in "${cases[@]}"; do
         rm -f "$dir/prewrite"
         fps=$(run_one "$c" "$src" "$w" "$h" "$fmt" "$n" "$dir/$c.avi")
         figures[$c]+="$fps"$'\n'
+        [ "$c" = dll ] && [ $target = shm ] && phases+="$(tail -1 "$log")"$'\n'
       done
     done
     med() { printf '%s' "${figures[$1]}" | stats --median; }
@@ -139,6 +143,12 @@ for spec in "${cases[@]}"; do
     echo "$row"
     if [ $target = shm ]; then
       dll_shm=$(med dll)
+      # The DLL's tmpfs runs, split per frame (dll_record_bench.exe prints them).
+      phase() { printf '%s' "$phases" | sed -n "s/.* $1=\([0-9.]*\).*/\1/p" | stats --median; }
+      row="| $size $fmt x$n | $(awk -v f="$dll_shm" 'BEGIN { printf "%.0f", 1e6 / f }') µs | $(phase read_us) µs |"
+      row+=" $(phase handover_us) µs | $(phase memcpy_us) µs |"
+      row+=" $(awk -v h="$(phase handover_us)" -v c="$(phase memcpy_us)" 'BEGIN { printf "%.0f", h - c }') µs |"
+      phases_table+=$'\n'"$row"
       [ -z "${first_case:-}" ] && first_case="$size $fmt" && first_ffmpeg=$(med ffmpeg)
     fi
   done
@@ -266,6 +276,18 @@ buffer straight from the sample (the chunk header, then the data: two
 writes); smaller samples are gathered and written 1 MB at a time. Tried on
 a busy machine and not kept (no gain in interleaved medians at 640x480): writing
 samples from 64 KB straight, and a deeper queue (6 samples, 8 buffers).
+
+## One frame through the DLL, split
+
+The DLL's tmpfs runs of the first table, split per frame (medians of the
+rounds' averages): the time the host takes to get the frame (reading it from
+the raw file), the time it spends inside \`TavMovieMakerAddMovieFrame2\`, one
+memcpy of a frame in the same process, and what the hand-over costs beyond
+that copy (the source pin's copy is the one memcpy inside it): the hand-over's
+events and thread wake-ups and, when every buffer of the AVI Mux is waiting to
+be written, the wait for its writer thread to free one.
+
+$phases_table
 
 ## Memory
 
