@@ -156,6 +156,11 @@ struct FuzzHost::State {
   // unknown from then on, and a recording started on one goes into the file
   // of the writer's last recording. Such recordings are not judged.
   std::set<int> registered;
+  // Release closes the hand-over's events of the one writer object, which
+  // stays while records remain; until the next Init* sets them up again, a
+  // hand-over neither waits for the source pin nor hands the frame over
+  // reliably. Recordings started then are not judged either.
+  bool eventsClosed = false;
   bool running = false;      // a recording has been started and not stopped
   bool audioStream = false;  // SetAudioStream succeeded
   bool timedOut = false;     // a hand-over waited in vain: leave the rest out
@@ -417,6 +422,7 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
         if (!withPixel) w.bytesPerPixel = 3;
         printResult(hr);
         if (!nullId) issue(hr, id, w);
+        if (hr == S_OK) s.eventsClosed = false;
         s.timedOut = false;
         return;
       }
@@ -426,6 +432,7 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
         touch(step.call, id);
         x.Release(id);
         printResult(0);
+        s.eventsClosed = true;
         s.registered.erase(id);
         s.running = false;
         for (std::size_t i = 0; i < s.issued.size(); ++i) {
@@ -483,7 +490,7 @@ Outcome FuzzHost::Run(const std::vector<Step>& steps, const std::vector<int>& ke
           s.videoNumber = s.audioNumber = -1;
           Writer w = writerOf(id);
           s.rec = Recording();
-          s.rec.open = a[1] == 0 && s.writers.count(id) != 0 && s.registered.count(id) != 0;
+          s.rec.open = a[1] == 0 && s.writers.count(id) != 0 && s.registered.count(id) != 0 && !s.eventsClosed;
           s.rec.id = id;
           s.rec.startStep = index;
           s.rec.file = file;

@@ -5,7 +5,8 @@
 //
 // A clean recording: StartMovieRecord(id, a fresh file) returned S_OK for an
 // ID the library's registry still holds (a call naming an unknown ID makes
-// it forget every writer), then
+// it forget every writer), with no Release since the last Init* that
+// succeeded (Release closes the writer object's hand-over events), then
 // only hand-overs, break frames, compressor lists and log calls for the same
 // ID, every hand-over S_OK, and StopMovieRecord(id) S_OK. Its file must be
 // readable, hold one non-empty video packet per acknowledged frame and, when
