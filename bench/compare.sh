@@ -212,8 +212,7 @@ report="# Benchmarks: recording raw frames to AVI
 Made by \`bash bench/compare.sh$tiny_flag --rounds $rounds\` on $(date -u '+%Y-%m-%d %H:%M UTC').
 Machine: $(nproc) cores ($cpu), $(awk '/MemTotal/ { printf "%.0f GB", $2 / 1048576 }' /proc/meminfo) RAM,
 Linux $(uname -r), $(wine --version 2>/dev/null || echo Wine), $(ffmpeg -version | head -1 | cut -d' ' -f1-3).
-The machine was shared with other developers building and testing while
-this ran (load average $load_start at the start, $(cut -d' ' -f1 /proc/loadavg) at the end), so
+Other programs may have run at the same time (load average $load_start at the start, $(cut -d' ' -f1 /proc/loadavg) at the end), so
 single figures vary; the medians of interleaved rounds are what to compare.
 
 ## Frames per second
@@ -288,6 +287,14 @@ events and thread wake-ups and, when every buffer of the AVI Mux is waiting to
 be written, the wait for its writer thread to free one.
 
 $phases_table
+
+A 16x16 frame's whole hand-over costs the time in the tiny-frame table above.
+Where the host's time inside \`TavMovieMakerAddMovieFrame2\` is far above that
+plus one memcpy, the rest is waiting: for a free buffer of the AVI Mux
+(all of them queued for its writer thread, so the writing sets the pace) or
+for a core (host, source pin, writer thread and wineserver share two). Which
+of the two it is, the host cannot see; timing the writer thread inside the
+pack is the next measurement.
 
 ## Memory
 
