@@ -2,7 +2,7 @@
  * camera host does, knowing nothing but the public header, and prints how
  * fast and how much memory.
  *
- *   dll_record_bench.exe <frames.raw|-> <width> <height> <grey|rgb24> <frames> <movie.avi>
+ *   dll_record_bench.exe <frames.raw|-> <width> <height> <grey|rgb24> <frames> <movie.avi> [warm-bytes]
  *
  * Frame n is read from the raw file at n * frame size (the file wraps
  * around), so that every contender of bench/compare.sh writes the same
@@ -77,7 +77,7 @@ static double MedianCopySeconds(const unsigned char* frame, unsigned frameSize) 
 int wmain(int argc, wchar_t** argv) {
   RecordBenchArgs args;
   const int bad = ParseRecordBenchArgs(
-      argc, argv, "usage: dll_record_bench.exe <frames.raw|-> <width> <height> <grey|rgb24> <frames> <movie.avi>\n",
+      argc, argv, "usage: dll_record_bench.exe <frames.raw|-> <width> <height> <grey|rgb24> <frames> <movie.avi> [warm-bytes]\n",
       &args);
   if (bad != 0) return bad;
   const int width = args.width, height = args.height;
@@ -109,6 +109,7 @@ int wmain(int argc, wchar_t** argv) {
   hr = mm.StartMovieRecord(id, args.moviePath);
   if (hr != S_OK) return Fail("TavMovieMakerStartMovieRecord", hr);
 
+  if (!WarmTarget(&args)) return Fail("warming the target", HRESULT_FROM_WIN32(GetLastError()));
   const double start = Seconds();
   double readSeconds = 0.0, handOverSeconds = 0.0;
   for (long n = 0; n < frames && hr == S_OK; ++n) {

@@ -2,7 +2,7 @@
  * AVI through Video for Windows (AVIFile, Wine's avifil32), the way a
  * program without DirectShow would, for bench/compare.sh.
  *
- *   vfw_record_bench.exe <frames.raw> <width> <height> <grey|rgb24> <frames> <movie.avi>
+ *   vfw_record_bench.exe <frames.raw> <width> <height> <grey|rgb24> <frames> <movie.avi> [warm-bytes]
  *
  * Frame n is read from the raw file at n * frame size (wrapping around) and
  * written with AVIStreamWrite as a key frame. The time runs from the first
@@ -22,7 +22,7 @@
 int wmain(int argc, wchar_t** argv) {
   RecordBenchArgs args;
   const int bad = ParseRecordBenchArgs(
-      argc, argv, "usage: vfw_record_bench.exe <frames.raw> <width> <height> <grey|rgb24> <frames> <movie.avi>\n",
+      argc, argv, "usage: vfw_record_bench.exe <frames.raw> <width> <height> <grey|rgb24> <frames> <movie.avi> [warm-bytes]\n",
       &args);
   if (bad != 0) return bad;
   const int width = args.width, height = args.height, grey = args.grey;
@@ -73,6 +73,7 @@ int wmain(int argc, wchar_t** argv) {
   hr = AVIStreamSetFormat(stream, 0, &format, formatSize);
   if (FAILED(hr)) return Fail("AVIStreamSetFormat", hr);
 
+  if (!WarmTarget(&args)) return Fail("warming the target", HRESULT_FROM_WIN32(GetLastError()));
   const double start = Seconds();
   for (long n = 0; n < frames; ++n) {
     if (!ReadRawFrame(raw, framesInFile, n, frameSize, frame))
