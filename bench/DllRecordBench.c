@@ -77,7 +77,8 @@ static double MedianCopySeconds(const unsigned char* frame, unsigned frameSize) 
 int wmain(int argc, wchar_t** argv) {
   RecordBenchArgs args;
   const int bad = ParseRecordBenchArgs(
-      argc, argv, "usage: dll_record_bench.exe <frames.raw|-> <width> <height> <grey|rgb24> <frames> <movie.avi> [warm-bytes]\n",
+      argc, argv,
+      "usage: dll_record_bench.exe <frames.raw|-> <width> <height> <grey|rgb24> <frames> <movie.avi> [warm-bytes]\n",
       &args);
   if (bad != 0) return bad;
   const int width = args.width, height = args.height;

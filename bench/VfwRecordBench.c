@@ -22,7 +22,8 @@
 int wmain(int argc, wchar_t** argv) {
   RecordBenchArgs args;
   const int bad = ParseRecordBenchArgs(
-      argc, argv, "usage: vfw_record_bench.exe <frames.raw> <width> <height> <grey|rgb24> <frames> <movie.avi> [warm-bytes]\n",
+      argc, argv,
+      "usage: vfw_record_bench.exe <frames.raw> <width> <height> <grey|rgb24> <frames> <movie.avi> [warm-bytes]\n",
       &args);
   if (bad != 0) return bad;
   const int width = args.width, height = args.height, grey = args.grey;

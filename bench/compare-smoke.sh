@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Smoke test of bench/compare.sh: tiny sizes, one round, the report written
 # to a scratch file. Passes when the script ends well and its report holds a
-# row for each case and target, the tiny-frame row, both memory rows and the
-# machine's row (tmpfs written just after and a while after freeing). The
+# row for each case and target, the tiny-frame row, both memory rows, the
+# small-samples row (both ways of writing them) and the machine's row (tmpfs
+# written just after and a while after freeing). The
 # figures themselves are not checked.
 # Usage: compare-smoke.sh <build folder>
 set -euo pipefail
@@ -17,6 +18,8 @@ for row in "| shm | 64x48 grey x40 |" "| disk | 64x48 grey x40 |" "| shm | 32x24
   grep -qF -- "$row" "$report" || fail "no row starting \"$row\""
 done
 grep -q "µs each | .* µs each |" "$report" || fail "no tiny-frame row"
+grep -qE "^\| 64x48 grey x40 \| [0-9]+ \([0-9]+-[0-9]+\) \| [0-9]+ \([0-9]+-[0-9]+\) \| [0-9.]+ \|$" "$report" ||
+  fail "no row for the small samples"
 grep -qE "^\| 1 \| [0-9]+ \([0-9]+-[0-9]+\) \| [0-9]+ \([0-9]+-[0-9]+\) \|$" "$report" || fail "no row for the machine"
 # Every figure cell is "median (min-max)": a failed run would leave n/a or nothing.
 if grep -E "^\| (shm|disk) " "$report" | grep -qE "n/a|\(\)|\| +\|"; then fail "a contender gave no figure"; fi

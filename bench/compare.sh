@@ -63,10 +63,12 @@ if [ $tiny = 1 ]; then
   cases=("64x48 grey 40" "32x24 rgb24 20")
   tiny_frames=200
   memory_lengths=(20 60)
+  small_case="64x48 40"
 else
   cases=("640x480 grey 2000" "1920x1080 rgb24 300" "4096x3000 grey 100")
   tiny_frames=20000
   memory_lengths=(2000 10000)
+  small_case="640x480 2000"
 fi
 contenders=(dll vfw ffmpeg bound)
 
@@ -173,6 +175,30 @@ for spec in "${cases[@]}"; do
   echo "$row"
   rm -f "$src"
 done
+
+# Small samples: the AVI Mux writes them on the streaming thread while its
+# queue is idle; TAV_PACK_QUEUE_EVERY_SAMPLE=1 hands them to its writer
+# thread instead. Painted grey frames into tmpfs, both ways interleaved.
+read -r small_size small_n <<<"$small_case"
+small_w=${small_size%x*}; small_h=${small_size#*x}
+small_bytes=$(( (small_w * small_h * small_n / 1048576 + 1) * 1048576 ))
+written_here="" handed_over=""
+for (( r = 0; r < rounds; r++ )); do
+  for way in $( (( r % 2 )) && echo "queued here" || echo "here queued"); do
+    queue_every=0; [ $way = queued ] && queue_every=1
+    line=$(TAV_PACK_QUEUE_EVERY_SAMPLE=$queue_every run_wine "$bin/dll_record_bench.exe" - "$small_w" "$small_h" grey \
+      "$small_n" "$(winpath "$work_shm/small.avi")" "$small_bytes")
+    echo "$way: $line" >>"$log"
+    rm -f "$work_shm/small.avi"
+    fps=$(sed -n 's/.* fps=\([0-9.]*\).*/\1/p' <<<"$line")
+    if [ $way = here ]; then written_here+="$fps"$'\n'; else handed_over+="$fps"$'\n'; fi
+  done
+done
+small_table="| frames | written on the streaming thread (frames/s) | handed to the writer thread (frames/s) | first / second |
+|---|---|---|---|
+| $small_size grey x$small_n | $(printf '%s' "$written_here" | stats) | $(printf '%s' "$handed_over" | stats) |"
+small_table+=" $(ratio "$(printf '%s' "$written_here" | stats --median)" "$(printf '%s' "$handed_over" | stats --median)") |"
+echo "$small_table"
 
 # Tiny frames: the hand-over itself, next to the event ping-pong floor.
 handover="" pingpong=""
@@ -282,6 +308,19 @@ $table
 Goals for the tmpfs rows: 1920x1080 RGB24 and 4096x3000 grey at least 0.9 of
 the bound; 640x480 grey at least ffmpeg's rate (DLL / ffmpeg >= 1).
 
+## Small samples: the streaming thread writes them
+
+The AVI Mux hands a sample to its writer thread only when the sample is at
+least half its 1 MB write buffer or the thread is still busy; a smaller one
+it writes in \`Receive\`, on the source's streaming thread (the layout
+writer gathers it into its buffer: a copy, and a 1 MB write now and then).
+Handing a sample over costs two thread wake-ups, which under Wine on two
+cores take longer than that copy. Painted frames through the DLL into tmpfs,
+$rounds rounds of each way interleaved, medians (min-max); the second way is
+the AVI Mux run with \`TAV_PACK_QUEUE_EVERY_SAMPLE=1\`.
+
+$small_table
+
 ## Hand-over of tiny frames
 
 $tiny_frames frames of 16x16 grey through the DLL into tmpfs, next to two Wine
@@ -327,9 +366,11 @@ not free even where it overlaps. \`DLL / that\` near 1 means the pack adds
 little to the copies the DLL's way needs, and the distance from dd is that
 third copy. The AVI Mux writes a sample of at least half its 1 MB write
 buffer straight from the sample (the chunk header, then the data: two
-writes); smaller samples are gathered and written 1 MB at a time. Tried on
-a busy machine and not kept (no gain in interleaved medians at 640x480): writing
-samples from 64 KB straight, and a deeper queue (6 samples, 8 buffers).
+writes), on its writer thread; smaller samples are gathered and written
+1 MB at a time, on the streaming thread while the writer thread is idle
+(see the small samples above). Tried on a busy machine and not kept (no gain
+in interleaved medians at 640x480): writing samples from 64 KB straight,
+and a deeper queue (6 samples, 8 buffers).
 
 ## One frame through the DLL, split
 
@@ -347,9 +388,12 @@ A 16x16 frame's whole hand-over costs the time in the tiny-frame table above.
 Where the host's time inside \`TavMovieMakerAddMovieFrame2\` is far above that
 plus one memcpy, the rest is waiting: for a free buffer of the AVI Mux
 (all of them queued for its writer thread, so the writing sets the pace) or
-for a core (host, source pin, writer thread and wineserver share two). Which
-of the two it is, the host cannot see; timing the writer thread inside the
-pack is the next measurement.
+for a core (host, source pin, writer thread and wineserver share two), or
+for the memory the written pages go to. On the machine these figures were
+first made on, a profile (\`perf record -a\`) of 1920x1080 recordings that
+fell to under 100 frames per second had four fifths of all samples in the
+kernel copying the writes into tmpfs pages that the machine's host had taken
+back (see the machine's table at the top); the same slump hit dd.
 
 ## Memory
 

@@ -219,7 +219,14 @@ HRESULT CAviMux::StartWritingLocked() {
     ForgetStreams();
     return hr;
   }
-  std::unique_ptr<MuxWriteQueue> queue(new (std::nothrow) MuxWriteQueue(*this));
+  // Samples the layout writer only gathers into its buffer are written on
+  // the streaming thread, unless TAV_PACK_QUEUE_EVERY_SAMPLE=1 (so that
+  // bench/compare.sh can time both ways in one run).
+  wchar_t queueEvery[4] = {};
+  const bool queueEverySample =
+      GetEnvironmentVariableW(L"TAV_PACK_QUEUE_EVERY_SAMPLE", queueEvery, 4) == 1 && queueEvery[0] == L'1';
+  const long writeHereBelow = queueEverySample ? 0 : static_cast<long>(options.bufferSize / 2);
+  std::unique_ptr<MuxWriteQueue> queue(new (std::nothrow) MuxWriteQueue(*this, writeHereBelow));
   hr = queue ? queue->Start() : E_OUTOFMEMORY;
   if (FAILED(hr)) {
     ForgetStreams();

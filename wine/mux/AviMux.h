@@ -8,7 +8,9 @@
 // inputs in the order they connected (stream 0 = first connected), writes
 // the header block and starts the writer thread (MuxWriteQueue). Receive
 // queues the sample and returns; the writer thread writes the samples in
-// arrival order (capture interleaving); a video sample whose media time
+// arrival order (capture interleaving). A sample smaller than half the
+// layout writer's buffer, arriving while nothing is queued, Receive writes
+// itself (in arrival order all the same); a video sample whose media time
 // (frame number) or, without one, time stamp lies whole frame slots after
 // the previous one leaves zero-length entries for the missing slots. The
 // input pins hand upstream a MuxAllocator, which grants the source enough
@@ -129,7 +131,7 @@ class CAviMux : public CBaseFilter,
   // Once per recording: EC_ERRORABORT, the inputs refuse further samples,
   // and an ERROR line in the host's log naming the step (common/PackLog.h).
   void ReportError(HRESULT hr, const char* function, const wchar_t* step);
-  // MuxWriteQueue::Writer, on the writer thread.
+  // MuxWriteQueue::Writer, on the writer thread (or in Receive: MuxWriteQueue.h).
   HRESULT WriteQueued(CAviMuxInputPin* pPin, IMediaSample* pSample) override;
   void Tick() override;
   std::vector<CAviMuxInputPin*> ConnectedInputsInOrder();

@@ -5,7 +5,8 @@
 #include <new>
 #include <utility>
 
-MuxWriteQueue::MuxWriteQueue(Writer& writer) : m_writer(writer) {
+MuxWriteQueue::MuxWriteQueue(Writer& writer, long writeHereBelow)
+    : m_writer(writer), m_nWriteHereBelow(writeHereBelow) {
   InitializeCriticalSection(&m_cs);
   InitializeConditionVariable(&m_changed);
 }
@@ -28,6 +29,15 @@ HRESULT MuxWriteQueue::Push(CAviMuxInputPin* pPin, IMediaSample* pSample) {
   while (SUCCEEDED(m_hrFailure) && !m_bStopping && m_hThread && m_nHeld >= kMaxHeld)
     SleepConditionVariableCS(&m_changed, &m_cs, INFINITE);
   HRESULT hr = FAILED(m_hrFailure) ? m_hrFailure : (m_bStopping || !m_hThread) ? VFW_E_WRONG_STATE : S_OK;
+  if (hr == S_OK && m_nHeld == 0 && pSample->GetActualDataLength() < m_nWriteHereBelow) {
+    // Nothing is queued or being written, so nobody waits for a change here.
+    hr = WriteOne(pPin, pSample);
+    if (FAILED(hr)) m_hrFailure = hr;
+    ++m_nPushed;
+    ++m_nDone;
+    LeaveCriticalSection(&m_cs);
+    return hr;
+  }
   if (hr == S_OK) {
     try {
       m_items.push_back({pPin, NonThrowingComPtr<IMediaSample>::Share(pSample)});
@@ -78,6 +88,14 @@ HRESULT MuxWriteQueue::Guarded(Work work) {
   }
 }
 
+HRESULT MuxWriteQueue::WriteOne(CAviMuxInputPin* pPin, IMediaSample* pSample) {
+  return Guarded([this, pPin, pSample] {
+    HRESULT hrWrite = m_writer.WriteQueued(pPin, pSample);
+    if (SUCCEEDED(hrWrite)) m_writer.Tick();
+    return hrWrite;
+  });
+}
+
 DWORD WINAPI MuxWriteQueue::ThreadMain(void* self) {
   static_cast<MuxWriteQueue*>(self)->Run();
   return 0;
@@ -104,14 +122,7 @@ void MuxWriteQueue::Run() {
     bool write = SUCCEEDED(m_hrFailure);
     LeaveCriticalSection(&m_cs);
 
-    HRESULT hr = S_OK;
-    if (write) {
-      hr = Guarded([this, &item] {
-        HRESULT hrWrite = m_writer.WriteQueued(item.pin, item.sample.Get());
-        if (SUCCEEDED(hrWrite)) m_writer.Tick();
-        return hrWrite;
-      });
-    }
+    HRESULT hr = write ? WriteOne(item.pin, item.sample.Get()) : S_OK;
     item.sample.Reset();
 
     EnterCriticalSection(&m_cs);

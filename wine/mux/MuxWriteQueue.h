@@ -6,8 +6,16 @@
 // source to copy the next frame while the last one is written, keeps memory
 // flat, and keeps a write failure close to the sample that met it.
 //
+// A small sample (fewer than writeHereBelow bytes) that arrives while
+// nothing is queued or being written is written by Push itself, on the
+// streaming thread, with the queue's lock held so that nothing overtakes it.
+// Handing a sample to the writer thread costs two thread wake-ups, and under
+// Wine on two cores that is more than writing a sample the Writer only
+// gathers into its buffer (the source's next frame waits less, not more).
+//
 // After a write fails, the queue keeps the first failure: Push returns it
-// (so the failure reaches upstream at most kMaxHeld + 1 samples late) and
+// (so the failure reaches upstream at most kMaxHeld + 1 samples late; a
+// sample written by Push returns its own failure) and
 // queued samples are released unwritten.
 //
 // While no sample arrives the writer thread still wakes every
@@ -36,21 +44,23 @@ class MuxWriteQueue {
   class Writer {
    public:
     virtual ~Writer() = default;
-    // One sample, on the writer thread; a failure stops further writing.
+    // One sample, on the writer thread (or, when small, on the pushing
+    // thread); a failure stops further writing.
     virtual HRESULT WriteQueued(CAviMuxInputPin* pPin, IMediaSample* pSample) = 0;
     // On the writer thread, after each sample and when idle.
     virtual void Tick() = 0;
   };
 
-  explicit MuxWriteQueue(Writer& writer);
+  MuxWriteQueue(Writer& writer, long writeHereBelow);
   ~MuxWriteQueue();  // Stop
   MuxWriteQueue(const MuxWriteQueue&) = delete;
   MuxWriteQueue& operator=(const MuxWriteQueue&) = delete;
 
   // Starts the writer thread; fails with the system error.
   HRESULT Start();
-  // Queues the sample; waits while the queue is full. Returns the first
-  // write failure instead, or VFW_E_WRONG_STATE once Stop has begun.
+  // Queues the sample, or writes a small one itself when the queue is idle;
+  // waits while the queue is full. Returns the first write failure instead,
+  // or VFW_E_WRONG_STATE once Stop has begun.
   HRESULT Push(CAviMuxInputPin* pPin, IMediaSample* pSample);
   // Waits until every sample pushed so far has been written (or dropped
   // after a failure). Returns the first write failure, else S_OK.
@@ -64,12 +74,14 @@ class MuxWriteQueue {
     NonThrowingComPtr<IMediaSample> sample;
   };
   static DWORD WINAPI ThreadMain(void* self);
+  HRESULT WriteOne(CAviMuxInputPin* pPin, IMediaSample* pSample);
   void Run();
   // Runs work, turning an exception into its HRESULT.
   template <typename Work>
   static HRESULT Guarded(Work work);
 
   Writer& m_writer;
+  const long m_nWriteHereBelow;  // bytes
   CRITICAL_SECTION m_cs;
   CONDITION_VARIABLE m_changed;  // anything below changed
   std::deque<Item> m_items;
