@@ -459,13 +459,16 @@ TEST_F(AviMuxFilterTest, HeaderThatCannotBeWrittenFailsTheStartOnce) {
   EXPECT_EQ(g.mux->Stop(), S_OK);
 }
 
-TEST_F(AviMuxFilterTest, WriteFailureGoesUpstreamAndAsErrorAbort) {
+// A write that fails, on the thread that met it: Receive's own (small
+// samples) or the mux's writer thread (large ones).
+void ExpectWriteFailureGoesUpstreamAndAsErrorAbort(const std::wstring& file, int width, int height, int bits) {
   MuxGraph g;
   ASSERT_NO_FATAL_FAILURE(g.Build());
-  const std::size_t size = DibSize(320, 240, 24);
+  const std::size_t size = DibSize(width, height, bits);
   TestPushSource* v = nullptr;
-  ASSERT_NO_FATAL_FAILURE(g.AddSource(VideoType(320, 240, 24, BI_RGB, kFrame), static_cast<long>(size), L"v", &v));
-  ASSERT_NO_FATAL_FAILURE(g.AddSink(file_));
+  ASSERT_NO_FATAL_FAILURE(
+      g.AddSource(VideoType(width, height, bits, BI_RGB, kFrame), static_cast<long>(size), L"v", &v));
+  ASSERT_NO_FATAL_FAILURE(g.AddSink(file));
   g.sink->m_nByteBudget = 3 * 1024 * 1024;
   ASSERT_EQ(g.ConnectSourceToMux(v), S_OK);
   ASSERT_EQ(g.ConnectMuxToSink(), S_OK);
@@ -492,6 +495,14 @@ TEST_F(AviMuxFilterTest, WriteFailureGoesUpstreamAndAsErrorAbort) {
   }
   EXPECT_TRUE(sawAbort);
   EXPECT_EQ(g.control->Stop(), STG_E_MEDIUMFULL);
+}
+
+TEST_F(AviMuxFilterTest, WriteFailureOfSmallSamplesGoesUpstreamAndAsErrorAbort) {
+  ExpectWriteFailureGoesUpstreamAndAsErrorAbort(file_, 320, 240, 24);
+}
+
+TEST_F(AviMuxFilterTest, WriteFailureOfLargeSamplesGoesUpstreamAndAsErrorAbort) {
+  ExpectWriteFailureGoesUpstreamAndAsErrorAbort(file_, 640, 480, 32);
 }
 
 TEST_F(AviMuxFilterTest, StreamNameComesFromTheInputPropertyBag) {

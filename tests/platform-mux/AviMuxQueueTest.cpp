@@ -205,4 +205,46 @@ TEST_F(AviMuxQueueTest, ReceiveReturnsWhileTheDiskIsBusyAndStopWritesTheQueue) {
   EXPECT_EQ(Ffprobe("-show_entries stream=nb_frames -of csv=p=0", file_), "2\n");
 }
 
+// A sample the mux only gathers into its write buffer is written by Receive
+// itself: the push that fills the buffer waits for the disk.
+TEST_F(AviMuxQueueTest, SmallSamplesAreWrittenByReceiveItself) {
+  MuxGraph g;
+  const std::size_t size = DibSize(320, 240, 32);  // 300 KB: gathered, four fill the 1 MB buffer
+  TestPushSource* v = nullptr;
+  ASSERT_NO_FATAL_FAILURE(
+      g.StartVideoRecording(VideoType(320, 240, 32, BI_RGB, kFrame), static_cast<long>(size), file_, &v));
+
+  HANDLE gate = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  g.sink->m_hWriteGate = gate;
+  HANDLE pushed = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  std::vector<HRESULT> results(4, E_FAIL);
+  std::thread pusher([&] {
+    for (int i = 0; i < 4; ++i) {
+      std::vector<std::uint8_t> frame = Pattern(size, i);
+      REFERENCE_TIME start = i * kFrame, stop = start + kFrame;
+      results[i] = v->Push(frame.data(), static_cast<long>(size), &start, &stop);
+    }
+    SetEvent(pushed);
+  });
+  // The fourth frame fills the buffer; its Receive writes and is held there.
+  EXPECT_EQ(WaitForSingleObject(g.sink->m_hWriteStarted, 10000), WAIT_OBJECT_0);
+  EXPECT_EQ(WaitForSingleObject(pushed, 500), WAIT_TIMEOUT);
+  SetEvent(gate);
+  EXPECT_EQ(WaitForSingleObject(pushed, 10000), WAIT_OBJECT_0);
+  pusher.join();
+  EXPECT_EQ(results, std::vector<HRESULT>(4, S_OK));
+  EXPECT_EQ(g.control->Stop(), S_OK);
+  g.sink->m_hWriteGate = nullptr;
+  CloseHandle(gate);
+  CloseHandle(pushed);
+
+  std::vector<std::uint8_t> expected;
+  for (int i = 0; i < 4; ++i) {
+    std::vector<std::uint8_t> frame = Pattern(size, i);
+    expected.insert(expected.end(), frame.begin(), frame.end());
+  }
+  EXPECT_EQ(StreamBytes(file_, "v:0"), expected);
+  EXPECT_EQ(Ffprobe("-show_entries stream=nb_frames -of csv=p=0", file_), "4\n");
+}
+
 }  // namespace
