@@ -1,11 +1,13 @@
-// The AVI Mux writes on its own thread: Receive queues the sample and
-// returns while the disk is still busy, the input allocator grants the
-// source several buffers, and Stop writes everything queued. Wine's filter
+// The AVI Mux writes large samples on its own thread: Receive queues the
+// sample and returns while the disk is still busy, the input allocator grants
+// the source several buffers, and Stop writes everything queued. A small
+// sample Receive writes itself. Wine's filter
 // graph, test sources and a test IStream sink whose writes can be held.
 #include <gtest/gtest.h>
 #include <windows.h>
 
 #include <cstdint>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -26,6 +28,58 @@ std::vector<std::uint8_t> Pattern(std::size_t size, int seed) {
   for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<std::uint8_t>(i * 7 + seed * 31);
   return bytes;
 }
+
+// Frames 0 .. count-1 of Pattern, one after the other.
+std::vector<std::uint8_t> Patterns(std::size_t size, int count) {
+  std::vector<std::uint8_t> all;
+  for (int i = 0; i < count; ++i) {
+    std::vector<std::uint8_t> frame = Pattern(size, i);
+    all.insert(all.end(), frame.begin(), frame.end());
+  }
+  return all;
+}
+
+// Holds every write of the recording's sink at a gate, then pushes frames
+// 0 .. count-1 of Pattern on a thread of its own. pushed() is set once every
+// push has returned.
+class GatedPusher {
+ public:
+  GatedPusher(MuxGraph& g, TestPushSource* source, std::size_t size, int count)
+      : sink_(*g.sink), results_(count, E_FAIL) {
+    sink_.m_hWriteGate = gate_;
+    thread_ = std::thread([this, source, size, count] {
+      for (int i = 0; i < count; ++i) {
+        std::vector<std::uint8_t> frame = Pattern(size, i);
+        REFERENCE_TIME start = i * kFrame, stop = start + kFrame;
+        results_[i] = source->Push(frame.data(), static_cast<long>(size), &start, &stop);
+      }
+      SetEvent(pushed_);
+    });
+  }
+  ~GatedPusher() {
+    OpenGateAndJoin();
+    sink_.m_hWriteGate = nullptr;
+    CloseHandle(gate_);
+    CloseHandle(pushed_);
+  }
+  GatedPusher(const GatedPusher&) = delete;
+  GatedPusher& operator=(const GatedPusher&) = delete;
+
+  HANDLE pushed() const { return pushed_; }
+  void OpenGateAndJoin() {
+    SetEvent(gate_);
+    if (thread_.joinable()) thread_.join();
+  }
+  // Each push's result; read after OpenGateAndJoin.
+  const std::vector<HRESULT>& results() const { return results_; }
+
+ private:
+  TestStreamSink& sink_;
+  HANDLE gate_ = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  HANDLE pushed_ = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  std::vector<HRESULT> results_;
+  std::thread thread_;
+};
 
 class AviMuxQueueTest : public ::testing::Test {
  protected:
@@ -167,84 +221,34 @@ TEST_F(AviMuxQueueTest, TheInputAllocatorGrantsTheSourceSeveralBuffers) {
   input->Release();
 }
 
+// Records count frames of width x height RGB32 while the sink's writes are
+// held. Once the first held write has begun, the pushes have all returned
+// (pushesReturn) or are still waiting; then every frame reaches the file.
+void RecordWhileTheDiskIsHeld(const std::wstring& file, int width, int height, int count, bool pushesReturn) {
+  MuxGraph g;
+  const std::size_t size = DibSize(width, height, 32);
+  TestPushSource* v = nullptr;
+  ASSERT_NO_FATAL_FAILURE(
+      g.StartVideoRecording(VideoType(width, height, 32, BI_RGB, kFrame), static_cast<long>(size), file, &v));
+  GatedPusher pusher(g, v, size, count);
+  EXPECT_EQ(WaitForSingleObject(g.sink->m_hWriteStarted, 10000), WAIT_OBJECT_0);
+  EXPECT_EQ(WaitForSingleObject(pusher.pushed(), pushesReturn ? 10000 : 500),
+            pushesReturn ? WAIT_OBJECT_0 : WAIT_TIMEOUT);
+  pusher.OpenGateAndJoin();
+  EXPECT_EQ(pusher.results(), std::vector<HRESULT>(count, S_OK));
+  EXPECT_EQ(g.control->Stop(), S_OK);
+  EXPECT_EQ(StreamBytes(file, "v:0"), Patterns(size, count));
+  EXPECT_EQ(Ffprobe("-show_entries stream=nb_frames -of csv=p=0", file), std::to_string(count) + "\n");
+}
+
+// 1.2 MB frames are written straight from the sample, on the writer thread:
+// the first write is held and both pushes still return.
 TEST_F(AviMuxQueueTest, ReceiveReturnsWhileTheDiskIsBusyAndStopWritesTheQueue) {
-  MuxGraph g;
-  const std::size_t size = DibSize(640, 480, 32);  // large: written straight from the sample
-  TestPushSource* v = nullptr;
-  ASSERT_NO_FATAL_FAILURE(
-      g.StartVideoRecording(VideoType(640, 480, 32, BI_RGB, kFrame), static_cast<long>(size), file_, &v));
-
-  // From now on the sink's writes wait for the gate.
-  HANDLE gate = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  g.sink->m_hWriteGate = gate;
-  HANDLE pushed = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  std::vector<HRESULT> results(2, E_FAIL);
-  std::thread pusher([&] {
-    for (int i = 0; i < 2; ++i) {
-      std::vector<std::uint8_t> frame = Pattern(size, i);
-      REFERENCE_TIME start = i * kFrame, stop = start + kFrame;
-      results[i] = v->Push(frame.data(), static_cast<long>(size), &start, &stop);
-    }
-    SetEvent(pushed);
-  });
-  // The first frame's write has begun and is held; both pushes still return.
-  EXPECT_EQ(WaitForSingleObject(g.sink->m_hWriteStarted, 10000), WAIT_OBJECT_0);
-  EXPECT_EQ(WaitForSingleObject(pushed, 10000), WAIT_OBJECT_0);
-  SetEvent(gate);
-  pusher.join();
-  EXPECT_EQ(results[0], S_OK);
-  EXPECT_EQ(results[1], S_OK);
-  EXPECT_EQ(g.control->Stop(), S_OK);
-  g.sink->m_hWriteGate = nullptr;
-  CloseHandle(gate);
-  CloseHandle(pushed);
-
-  std::vector<std::uint8_t> expected = Pattern(size, 0), second = Pattern(size, 1);
-  expected.insert(expected.end(), second.begin(), second.end());
-  EXPECT_EQ(StreamBytes(file_, "v:0"), expected);
-  EXPECT_EQ(Ffprobe("-show_entries stream=nb_frames -of csv=p=0", file_), "2\n");
+  RecordWhileTheDiskIsHeld(file_, 640, 480, 2, true);
 }
 
-// A sample the mux only gathers into its write buffer is written by Receive
-// itself: the push that fills the buffer waits for the disk.
-TEST_F(AviMuxQueueTest, SmallSamplesAreWrittenByReceiveItself) {
-  MuxGraph g;
-  const std::size_t size = DibSize(320, 240, 32);  // 300 KB: gathered, four fill the 1 MB buffer
-  TestPushSource* v = nullptr;
-  ASSERT_NO_FATAL_FAILURE(
-      g.StartVideoRecording(VideoType(320, 240, 32, BI_RGB, kFrame), static_cast<long>(size), file_, &v));
-
-  HANDLE gate = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  g.sink->m_hWriteGate = gate;
-  HANDLE pushed = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-  std::vector<HRESULT> results(4, E_FAIL);
-  std::thread pusher([&] {
-    for (int i = 0; i < 4; ++i) {
-      std::vector<std::uint8_t> frame = Pattern(size, i);
-      REFERENCE_TIME start = i * kFrame, stop = start + kFrame;
-      results[i] = v->Push(frame.data(), static_cast<long>(size), &start, &stop);
-    }
-    SetEvent(pushed);
-  });
-  // The fourth frame fills the buffer; its Receive writes and is held there.
-  EXPECT_EQ(WaitForSingleObject(g.sink->m_hWriteStarted, 10000), WAIT_OBJECT_0);
-  EXPECT_EQ(WaitForSingleObject(pushed, 500), WAIT_TIMEOUT);
-  SetEvent(gate);
-  EXPECT_EQ(WaitForSingleObject(pushed, 10000), WAIT_OBJECT_0);
-  pusher.join();
-  EXPECT_EQ(results, std::vector<HRESULT>(4, S_OK));
-  EXPECT_EQ(g.control->Stop(), S_OK);
-  g.sink->m_hWriteGate = nullptr;
-  CloseHandle(gate);
-  CloseHandle(pushed);
-
-  std::vector<std::uint8_t> expected;
-  for (int i = 0; i < 4; ++i) {
-    std::vector<std::uint8_t> frame = Pattern(size, i);
-    expected.insert(expected.end(), frame.begin(), frame.end());
-  }
-  EXPECT_EQ(StreamBytes(file_, "v:0"), expected);
-  EXPECT_EQ(Ffprobe("-show_entries stream=nb_frames -of csv=p=0", file_), "4\n");
-}
+// 300 KB frames are gathered into the 1 MB write buffer by Receive itself:
+// the fourth fills it, and its push waits for the held write.
+TEST_F(AviMuxQueueTest, SmallSamplesAreWrittenByReceiveItself) { RecordWhileTheDiskIsHeld(file_, 320, 240, 4, false); }
 
 }  // namespace
