@@ -47,7 +47,8 @@ class MuxWriteQueue {
     // One sample, on the writer thread (or, when small, on the pushing
     // thread); a failure stops further writing.
     virtual HRESULT WriteQueued(CAviMuxInputPin* pPin, IMediaSample* pSample) = 0;
-    // On the writer thread, after each sample and when idle.
+    // After each sample written (on the thread that wrote it) and, on the
+    // writer thread, when idle.
     virtual void Tick() = 0;
   };
 
