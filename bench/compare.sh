@@ -73,16 +73,22 @@ fi
 contenders=(dll vfw ffmpeg bound)
 
 now() { date +%s.%N; }
+# Whole MB at least as large as the bytes given.
+whole_mb() { echo $(( $1 / 1048576 + 1 )); }
+# Writes a file of MB megabytes of zeros and deletes it.
+write_and_delete() { dd if=/dev/zero of="$1" bs=1M count="$2" status=none; rm -f "$1"; }
+# The frame rate a Wine bench host printed.
+fps_of() { sed -n 's/.* fps=\([0-9.]*\).*/\1/p' <<<"$1"; }
 # fps of one run, on stdout; the contender's own output goes to the log.
 run_one() {
-  local who=$1 src=$2 w=$3 h=$4 fmt=$5 n=$6 dest=$7 t0 t1 line pixfmt
+  local who=$1 src=$2 w=$3 h=$4 fmt=$5 n=$6 dest=$7 warm_mb=$8 t0 t1 line pixfmt
   case $who in
     dll | vfw)
       # The host warms the target itself, after its start-up (see below).
       line=$(run_wine "$bin/${who}_record_bench.exe" "$(winpath "$src")" "$w" "$h" "$fmt" "$n" "$(winpath "$dest")" \
-        "$warm_bytes")
+        $(( warm_mb * 1048576 )))
       echo "$line" >>"$log"
-      sed -n 's/.* fps=\([0-9.]*\).*/\1/p' <<<"$line" ;;
+      fps_of "$line" ;;
     ffmpeg)
       pixfmt=gray; [ "$fmt" = rgb24 ] && pixfmt=bgr24
       t0=$(now)
@@ -122,6 +128,7 @@ for spec in "${cases[@]}"; do
   bpp=1; [ "$fmt" = rgb24 ] && bpp=3
   bytes=$(( w * bpp * h * n ))
   [ "$bytes" -gt "${max_bytes:-0}" ] && max_bytes=$bytes
+  warm_mb=$(whole_mb "$bytes")
   src=$work_shm/frames.raw
   pixfmt=gray; [ "$fmt" = rgb24 ] && pixfmt=bgr24
   ffmpeg -v error -y -f lavfi -i "testsrc=size=${w}x$h:rate=25" -frames:v "$n" -pix_fmt $pixfmt -f rawvideo "$src"
@@ -137,12 +144,8 @@ for spec in "${cases[@]}"; do
         # hosts themselves after their start-up (a virtual machine may hand
         # memory freed a few seconds earlier back to its host; see
         # "The machine" in the report).
-        warm_bytes=$(( (bytes / 1048576 + 1) * 1048576 ))
-        if [ "$c" = ffmpeg ] || [ "$c" = bound ]; then
-          dd if=/dev/zero of="$dir/prewrite" bs=1M count=$(( warm_bytes / 1048576 )) status=none
-          rm -f "$dir/prewrite"
-        fi
-        fps=$(run_one "$c" "$src" "$w" "$h" "$fmt" "$n" "$dir/$c.avi")
+        if [ "$c" = ffmpeg ] || [ "$c" = bound ]; then write_and_delete "$dir/prewrite" "$warm_mb"; fi
+        fps=$(run_one "$c" "$src" "$w" "$h" "$fmt" "$n" "$dir/$c.avi" "$warm_mb")
         figures[$c]+="$fps"$'\n'
         [ "$c" = dll ] && [ $target = shm ] && phases+="$(tail -1 "$log")"$'\n'
       done
@@ -181,16 +184,17 @@ done
 # thread instead. Painted grey frames into tmpfs, both ways interleaved.
 read -r small_size small_n <<<"$small_case"
 small_w=${small_size%x*}; small_h=${small_size#*x}
-small_bytes=$(( (small_w * small_h * small_n / 1048576 + 1) * 1048576 ))
+small_warm_mb=$(whole_mb $(( small_w * small_h * small_n )))
 written_here="" handed_over=""
 for (( r = 0; r < rounds; r++ )); do
-  for way in $( (( r % 2 )) && echo "queued here" || echo "here queued"); do
+  ways="here queued"; (( r % 2 == 0 )) || ways="queued here"
+  for way in $ways; do
     queue_every=0; [ $way = queued ] && queue_every=1
     line=$(TAV_PACK_QUEUE_EVERY_SAMPLE=$queue_every run_wine "$bin/dll_record_bench.exe" - "$small_w" "$small_h" grey \
-      "$small_n" "$(winpath "$work_shm/small.avi")" "$small_bytes")
+      "$small_n" "$(winpath "$work_shm/small.avi")" $(( small_warm_mb * 1048576 )))
     echo "$way: $line" >>"$log"
     rm -f "$work_shm/small.avi"
-    fps=$(sed -n 's/.* fps=\([0-9.]*\).*/\1/p' <<<"$line")
+    fps=$(fps_of "$line")
     if [ $way = here ]; then written_here+="$fps"$'\n'; else handed_over+="$fps"$'\n'; fi
   done
 done
@@ -205,7 +209,7 @@ handover="" pingpong=""
 for (( r = 0; r < rounds; r++ )); do
   line=$(run_wine "$bin/dll_record_bench.exe" - 16 16 grey "$tiny_frames" "$(winpath "$work_shm/tiny.avi")")
   echo "$line" >>"$log"
-  handover+="$(sed -n 's/.* fps=\([0-9.]*\).*/\1/p' <<<"$line")"$'\n'
+  handover+="$(fps_of "$line")"$'\n'
   rm -f "$work_shm/tiny.avi"
   line=$(run_wine "$bin/event_pingpong_bench.exe" "$tiny_frames")
   echo "$line" >>"$log"
@@ -244,7 +248,7 @@ echo "$memory_table"
 # The machine: writing into tmpfs memory freed just before, and freed a few
 # seconds before (a virtual machine may hand freed memory back to its host
 # meanwhile, and then every page written costs a fault on the host too).
-machine_mb=$(( max_bytes / 1048576 + 1 ))
+machine_mb=$(whole_mb "$max_bytes")
 machine_wait=5; [ $tiny = 1 ] && machine_wait=1
 just_freed="" freed_before=""
 write_zeros_mb_s() {
@@ -252,12 +256,11 @@ write_zeros_mb_s() {
   t0=$(now)
   dd if=/dev/zero of="$work_shm/zeros" bs=1M count="$machine_mb" status=none
   t1=$(now)
-  rm -f "$work_shm/zeros"
+  rm -f "$work_shm/zeros"  # not timed: only the write is
   awk -v m="$machine_mb" -v a="$t0" -v b="$t1" 'BEGIN { printf "%.1f\n", m / (b - a) }'
 }
 for (( r = 0; r < rounds; r++ )); do
-  dd if=/dev/zero of="$work_shm/prewrite" bs=1M count="$machine_mb" status=none
-  rm -f "$work_shm/prewrite"
+  write_and_delete "$work_shm/prewrite" "$machine_mb"
   just_freed+="$(write_zeros_mb_s)"$'\n'
   sleep "$machine_wait"
   freed_before+="$(write_zeros_mb_s)"$'\n'
